@@ -1,0 +1,79 @@
+// Kernel-internal services shared by the kernel's files: states and payload accounting, cell
+// release and copy, and the reference-counted containers' life cycle.
+#pragma once
+
+#include <vkl/kernel.h>
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+
+struct VKL_State {
+  // Atomic because the kernel's own state (null L) may be used from several threads.
+  std::atomic<int64_t> mem_used{0};
+  std::atomic<int64_t> mem_limit{-1};
+  void* user = nullptr;
+};
+
+namespace vkl {
+
+// The state an operation works under: L itself, or the kernel's own when L is null.
+VKL_State* state_of(VKL_State* L);
+
+// ---- Counted payload buffers (strings, wide strings, binaries, table string keys) ----
+
+// Allocates `bytes` and adds them to the state's count; null when out of memory or over the
+// state's limit.
+void* payload_alloc(VKL_State* L, size_t bytes);
+// Resizes a counted buffer from `old_bytes` to `new_bytes`; null (buffer untouched) on failure.
+void* payload_realloc(VKL_State* L, void* p, size_t old_bytes, size_t new_bytes);
+void payload_free(VKL_State* L, void* p, size_t bytes);
+// Bytes of the buffer a string, wide string or binary cell owns (0 when it owns none).
+size_t payload_bytes(const TObject* o);
+
+// Writes a counted copy of `len` bytes (plus the terminating zero) into `o` as a narrow string
+// of kind `tag` (2 or 6). `o` is overwritten without being released. False when out of memory.
+bool put_string(VKL_State* L, TObject* o, const char* s, int64_t len, int tag = VKL_TSTRING);
+
+// ---- Cells ----
+
+// Releases what the cell holds and leaves it nil.
+void release(VKL_State* L, TObject* o);
+// Takes one more reference to the box a cell of a box kind holds.
+void retain_box(TObject* o);
+// Moves a cell bitwise: `dst` (already released) takes over what `src` held; `src` becomes nil.
+void move_cell(TObject* dst, TObject* src);
+// Copies `src` into `dst`, which must be nil (released). Strings are copied; boxes shared;
+// tables, matrices and fixed matrices copied `depth` levels deep (negative: all levels, 0:
+// shared). False (dst left nil) when memory or stack runs out.
+bool copy_into(VKL_State* L, TObject* dst, const TObject* src, int depth);
+
+// ---- Destruction queue ----
+// An object whose last reference goes is destroyed through this queue, one at a time, so that
+// releasing a value nested a million levels deep takes no recursion.
+void destroy_later(VKL_State* L, void (*destroy)(VKL_State*, void*), void* object);
+
+// ---- Reference-counted containers (defined in their own files) ----
+
+// A new empty table with reference count 1 and room for the given entries; null on no memory.
+VKL_Table* table_create(VKL_State* L, int64_t arrayCount, int64_t hashCount);
+void table_retain(VKL_Table* t);
+void table_release(VKL_State* L, VKL_Table* t);
+int64_t table_refcount(const VKL_Table* t);
+bool table_is_static(const VKL_Table* t);
+void table_set_static(VKL_Table* t, bool is_static);
+
+VKL_Matrix* matrix_create(VKL_State* L, int64_t rows, int64_t cols);
+void matrix_retain(VKL_Matrix* m);
+void matrix_release(VKL_State* L, VKL_Matrix* m);
+int64_t matrix_refcount(const VKL_Matrix* m);
+
+VKL_FixedMatrix* fm_create(VKL_State* L, int elemType, int ndims, const int64_t* dims);
+void fm_retain(VKL_FixedMatrix* fm);
+void fm_release(VKL_State* L, VKL_FixedMatrix* fm);
+int64_t fm_refcount(const VKL_FixedMatrix* fm);
+
+// Enough stack left for one more level of a recursive walk over a value.
+bool stack_room();
+
+}  // namespace vkl
