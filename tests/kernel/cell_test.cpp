@@ -14,10 +14,10 @@ class CellTest : public ::testing::Test {
  protected:
   void SetUp() override {
     L = VKL_NewState();
-    for (TObject& c : cells) vkl_put_nil(&c);
+    for (TObject& cell : cells) vkl_put_nil(&cell);
   }
   void TearDown() override {
-    for (TObject& c : cells) VKL_FreeObjectContent(L, &c);
+    for (TObject& cell : cells) VKL_FreeObjectContent(L, &cell);
     EXPECT_EQ(VKL_GetMemUsed(L), 0);
     VKL_FreeState(L);
   }
