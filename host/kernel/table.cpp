@@ -1,6 +1,8 @@
 // Tables: keys, lookup, insertion and deletion in the array and hash parts, positions, and the
 // table's life cycle. Failure policy: every operation takes a null table or a refused key as
 // "absent" (null, 0) and leaves the table as it was when memory runs short.
+#include <sys/mman.h>
+
 #include <atomic>
 #include <cmath>
 #include <new>
@@ -115,8 +117,12 @@ size_t index_capacity_for(size_t entries) {
 
 // An index slot: the entry number, and the high half of the entry's hash above it so that most
 // mismatches are seen without reading the entry.
-inline uint64_t slot_value(uint64_t hash, uint32_t n) { return (hash & ~uint64_t{0xFFFFFFFF}) | n; }
-inline uint32_t slot_entry(uint64_t slot) { return static_cast<uint32_t>(slot); }
+inline uint64_t slot_value(uint64_t hash, uint32_t n) {
+  return (hash & ~uint64_t{0xFFFFFFFF}) | n;
+}
+inline uint32_t slot_entry(uint64_t slot) {
+  return static_cast<uint32_t>(slot);
+}
 
 constexpr size_t kNotFound = SIZE_MAX;
 
@@ -138,9 +144,8 @@ inline size_t probe(const VKL_Table* t, uint64_t hash, Match match) {
 }
 
 inline size_t probe_key(const VKL_Table* t, const Key& key) {
-  return probe(t, key.hash, [&key](const HashEntry& e) {
-    return e.hash == key.hash && same_key(e.key, key);
-  });
+  return probe(t, key.hash,
+               [&key](const HashEntry& e) { return e.hash == key.hash && same_key(e.key, key); });
 }
 
 inline HashEntry* entry_at(const VKL_Table* t, size_t pos) {
@@ -152,18 +157,23 @@ inline HashEntry* find_entry(const VKL_Table* t, const Key& key) {
   return pos == kNotFound ? nullptr : entry_at(t, pos);
 }
 
-// The value under an integer key: the lookup of the integer getters, kept short.
-inline TObject* find_integer(const VKL_Table* t, int64_t key) {
-  if (key >= 0 && static_cast<uint64_t>(key) < t->array.size()) {
-    ArraySlot& slot = t->array[static_cast<size_t>(key)];
-    return td::is_hole(slot) ? nullptr : &slot.value;
-  }
+// The value under an integer key in the hash part; kept out of line so that the array part's
+// path of the integer getters stays a few instructions.
+__attribute__((noinline)) TObject* find_hashed_integer(const VKL_Table* t, int64_t key) {
   const bool small = key >= INT32_MIN && key <= INT32_MAX;
   const size_t pos = probe(t, hash_integer(key), [key, small](const HashEntry& e) {
     return small ? e.key.tag == VKL_TINT && vkl_int(&e.key) == key
                  : e.key.tag == VKL_TINT64 && vkl_int64(&e.key) == key;
   });
   return pos == kNotFound ? nullptr : &entry_at(t, pos)->value;
+}
+
+inline TObject* find_integer(const VKL_Table* t, int64_t key) {
+  if (key >= 0 && static_cast<uint64_t>(key) < t->array.size()) {
+    ArraySlot& slot = t->array[static_cast<size_t>(key)];
+    return td::is_hole(slot) ? nullptr : &slot.value;
+  }
+  return find_hashed_integer(t, key);
 }
 
 // Places entry number `n` in the first free slot of its probe sequence.
@@ -174,10 +184,15 @@ inline void index_insert(VKL_Table* t, uint64_t hash, uint32_t n) {
   t->index[pos] = slot_value(hash, n);
 }
 
+void free_index(VKL_Table* t) {
+  if (t->index) td::buffer_free(t->index, (t->index_mask + 1) * sizeof(uint64_t));
+  t->index = nullptr;
+}
+
 // Drops the dead entries (keeping the order of the live ones) under a fresh index of `capacity`
 // slots; false, table unchanged, when out of memory.
 bool rebuild_index(VKL_Table* t, size_t capacity) {
-  auto* fresh = static_cast<uint64_t*>(std::malloc(capacity * sizeof(uint64_t)));
+  auto* fresh = static_cast<uint64_t*>(td::buffer_resize(nullptr, 0, capacity * sizeof(uint64_t)));
   if (!fresh) return false;
   size_t kept = 0;
   for (size_t i = 0; i < t->entries.size(); ++i) {
@@ -186,12 +201,13 @@ bool rebuild_index(VKL_Table* t, size_t capacity) {
     ++kept;
   }
   t->entries.resize_down(kept);
-  std::free(t->index);
+  free_index(t);
   t->index = fresh;
   t->index_mask = capacity - 1;
   t->tombstones = 0;
   memset(fresh, 0xFF, capacity * sizeof(uint64_t));
   for (size_t i = 0; i < kept; ++i) index_insert(t, t->entries[i].hash, static_cast<uint32_t>(i));
+  ++t->changes;  // the entries' positions moved
   return true;
 }
 
@@ -296,13 +312,59 @@ void destroy_table(VKL_State* L, void* p) {
     vkl::release(L, &t->entries[i].key);
     vkl::release(L, &t->entries[i].value);
   }
-  std::free(t->index);
+  free_index(t);
   delete t;
 }
 
 }  // namespace
 
 namespace vkl::table_detail {
+
+namespace {
+
+// From this size on a buffer is mapped pages, asked to be backed by huge pages: growing moves
+// page tables instead of bytes, and touching fresh memory takes few page faults.
+constexpr size_t kMappedBytes = size_t{4} << 20;
+constexpr size_t kPageBytes = 4096;
+
+size_t whole_pages(size_t bytes) {
+  return (bytes + kPageBytes - 1) & ~(kPageBytes - 1);
+}
+
+void* map_pages(size_t bytes) {
+  void* p =
+      mmap(nullptr, whole_pages(bytes), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  if (p == MAP_FAILED) return nullptr;
+  madvise(p, whole_pages(bytes), MADV_HUGEPAGE);
+  return p;
+}
+
+}  // namespace
+
+void* buffer_resize(void* p, size_t old_bytes, size_t new_bytes) {
+  const bool was_mapped = p && old_bytes >= kMappedBytes;
+  if (!was_mapped && new_bytes < kMappedBytes) return std::realloc(p, new_bytes);
+  if (was_mapped && new_bytes >= kMappedBytes) {
+    void* q = mremap(p, whole_pages(old_bytes), whole_pages(new_bytes), MREMAP_MAYMOVE);
+    if (q == MAP_FAILED) return nullptr;
+    madvise(q, whole_pages(new_bytes), MADV_HUGEPAGE);
+    return q;
+  }
+  void* q = new_bytes >= kMappedBytes ? map_pages(new_bytes) : std::malloc(new_bytes);
+  if (!q) return nullptr;
+  if (p) memcpy(q, p, std::min(old_bytes, new_bytes));
+  buffer_free(p, old_bytes);
+  return q;
+}
+
+void buffer_free(void* p, size_t bytes) {
+  if (!p) return;
+  if (bytes >= kMappedBytes) {
+    munmap(p, whole_pages(bytes));
+  } else {
+    std::free(p);
+  }
+}
 
 Key int_key(int64_t value) {
   Key key;
@@ -434,7 +496,7 @@ VKL_Table* table_create(VKL_State*, int64_t arrayCount, int64_t hashCount) {
     ok = t->entries.reserve(hash_room) && rebuild_index(t, index_capacity_for(hash_room));
   }
   if (!ok) {
-    std::free(t->index);
+    free_index(t);
     delete t;
     return nullptr;
   }
@@ -449,9 +511,13 @@ void table_release(VKL_State* L, VKL_Table* t) {
   if (t && --t->refcount == 0) destroy_later(L, destroy_table, t);
 }
 
-int64_t table_refcount(const VKL_Table* t) { return t ? t->refcount : 0; }
+int64_t table_refcount(const VKL_Table* t) {
+  return t ? t->refcount : 0;
+}
 
-bool table_is_static(const VKL_Table* t) { return t && t->is_static; }
+bool table_is_static(const VKL_Table* t) {
+  return t && t->is_static;
+}
 
 void table_set_static(VKL_Table* t, bool is_static) {
   if (t) t->is_static = is_static;
@@ -461,7 +527,9 @@ void table_set_static(VKL_Table* t, bool is_static) {
 
 namespace {
 
-TObject* get_by_key(const VKL_Table* t, const Key& key) { return t ? td::find(t, key) : nullptr; }
+TObject* get_by_key(const VKL_Table* t, const Key& key) {
+  return t ? td::find(t, key) : nullptr;
+}
 
 TObject* set_by_key(VKL_State* L, VKL_Table* t, const Key& key) {
   return t ? td::find_or_insert(L, t, key) : nullptr;
@@ -471,7 +539,9 @@ TObject* set_by_key(VKL_State* L, VKL_Table* t, const Key& key) {
 
 extern "C" {
 
-VKL_Table* VKL_NewHash(VKL_State* L, TObject* o) { return VKL_NewHashEx(L, o, 0, 0); }
+VKL_Table* VKL_NewHash(VKL_State* L, TObject* o) {
+  return VKL_NewHashEx(L, o, 0, 0);
+}
 
 VKL_Table* VKL_NewHashEx(VKL_State* L, TObject* o, int64_t arrayCount, int64_t hashCount) {
   if (!o) return nullptr;
@@ -537,11 +607,17 @@ TObject* VKL_HashSetString(VKL_State* L, VKL_Table* t, const char* key, int64_t 
   return td::string_key(key, len, &k) ? set_by_key(L, t, k) : nullptr;
 }
 
-int64_t VKL_HashCount(const VKL_Table* t) { return t ? t->array_live + t->hash_live : 0; }
+int64_t VKL_HashCount(const VKL_Table* t) {
+  return t ? t->array_live + t->hash_live : 0;
+}
 
-int64_t VKL_HashArrayCount(const VKL_Table* t) { return t ? t->array_live : 0; }
+int64_t VKL_HashArrayCount(const VKL_Table* t) {
+  return t ? t->array_live : 0;
+}
 
-int64_t VKL_HashHashCount(const VKL_Table* t) { return t ? t->hash_live : 0; }
+int64_t VKL_HashHashCount(const VKL_Table* t) {
+  return t ? t->hash_live : 0;
+}
 
 int64_t VKL_HashRawCount(const VKL_Table* t) {
   return t ? static_cast<int64_t>(t->array.size() + t->entries.size()) : 0;
@@ -599,6 +675,7 @@ TObject* VKL_HashGetN(const VKL_Table* t, int64_t n, const TObject** key) {
     }
     ++seen;
   }
+  if (key) *key = nullptr;
   return nullptr;
 }
 
@@ -607,7 +684,9 @@ int VKL_DeleteField(VKL_State* L, VKL_Table* t, const TObject* key) {
   return t && td::make_key(key, &k) && td::erase(L, t, k) ? 1 : 0;
 }
 
-void VKL_GCFreeTable(VKL_State* L, VKL_Table* t) { vkl::table_release(L, t); }
+void VKL_GCFreeTable(VKL_State* L, VKL_Table* t) {
+  vkl::table_release(L, t);
+}
 
 void VKL_SetStatic(TObject* o) {
   if (!o) return;

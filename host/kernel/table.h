@@ -3,7 +3,8 @@
 //
 // A table is an array part (slot i holds key i; a deleted slot in the middle is a hole whose key
 // cell is nil) and a hash part: entries in insertion order (a deleted entry is dead: key cell
-// nil) plus an open-addressing index of entry numbers. Non-negative integer keys in the hash part
+// nil) plus an open-addressing index whose slots hold an entry number under the high half of the
+// entry's hash. Non-negative integer keys in the hash part
 // are never below the array size: after key n is appended, keys n+1, n+2, ... move over from the
 // hash part.
 #pragma once
@@ -28,8 +29,13 @@ struct HashEntry {
   TObject value;
 };
 
-// A growable buffer of trivially copyable elements on malloc/realloc, so that running out of
-// memory is a false result instead of an exception crossing the C interface.
+// Storage of the table's arrays: small buffers from malloc, large ones as mapped pages that grow
+// without copying. Resizing gives null (the old buffer untouched) when out of memory.
+void* buffer_resize(void* p, size_t old_bytes, size_t new_bytes);
+void buffer_free(void* p, size_t bytes);
+
+// A growable buffer of trivially copyable elements, so that running out of memory is a false
+// result instead of an exception crossing the C interface.
 template <class T>
 class PodVector {
   static_assert(std::is_trivially_copyable_v<T>);
@@ -38,7 +44,7 @@ class PodVector {
   PodVector() = default;
   PodVector(const PodVector&) = delete;
   PodVector& operator=(const PodVector&) = delete;
-  ~PodVector() { std::free(data_); }
+  ~PodVector() { buffer_free(data_, capacity_ * sizeof(T)); }
 
   T* data() const { return data_; }
   size_t size() const { return size_; }
@@ -50,7 +56,7 @@ class PodVector {
   bool reserve(size_t wanted) {
     if (wanted <= capacity_) return true;
     if (wanted > SIZE_MAX / sizeof(T)) return false;
-    void* p = std::realloc(data_, wanted * sizeof(T));
+    void* p = buffer_resize(data_, capacity_ * sizeof(T), wanted * sizeof(T));
     if (!p) return false;
     data_ = static_cast<T*>(p);
     capacity_ = wanted;
@@ -71,7 +77,7 @@ class PodVector {
   void resize_down(size_t n) { size_ = n < size_ ? n : size_; }
   void clear() { size_ = 0; }
   void release_storage() {
-    std::free(data_);
+    buffer_free(data_, capacity_ * sizeof(T));
     data_ = nullptr;
     size_ = capacity_ = 0;
   }
@@ -87,7 +93,8 @@ class PodVector {
   size_t capacity_ = 0;
 };
 
-// Index slots hold entry numbers; these two values mark a never used and a deleted slot.
+// The low half of an index slot: an entry number, or one of these marks of a never used and a
+// deleted slot.
 constexpr uint32_t kEmptySlot = 0xFFFFFFFFu;
 constexpr uint32_t kDeletedSlot = 0xFFFFFFFEu;
 // Entry numbers stay below the markers.
@@ -131,7 +138,7 @@ namespace vkl::table_detail {
 // Brings a key cell (following a reference) to its stored form; false for a refused key.
 bool make_key(const TObject* cell, Key* key);
 Key int_key(int64_t value);
-// Null when `bytes` is null or `length` negative or too long for a string cell.
+// False when `bytes` is null or `length` negative or too long for a string cell.
 bool string_key(const char* bytes, int64_t length, Key* key);
 
 TObject* find(const VKL_Table* t, const Key& key);
@@ -150,7 +157,11 @@ inline void put_array_key(ArraySlot* slot, size_t key) {
   vkl_put_nil(&slot->value);
 }
 
-inline bool is_hole(const ArraySlot& slot) { return slot.key.tag == VKL_TNIL; }
-inline bool is_dead(const HashEntry& entry) { return entry.key.tag == VKL_TNIL; }
+inline bool is_hole(const ArraySlot& slot) {
+  return slot.key.tag == VKL_TNIL;
+}
+inline bool is_dead(const HashEntry& entry) {
+  return entry.key.tag == VKL_TNIL;
+}
 
 }  // namespace vkl::table_detail

@@ -106,7 +106,9 @@ int sort_array_part(VKL_Table* t, bool descending, OrderOf order_of) {
   return 1;
 }
 
-bool is_integer_key(const TObject& key) { return key.tag == VKL_TINT || key.tag == VKL_TINT64; }
+bool is_integer_key(const TObject& key) {
+  return key.tag == VKL_TINT || key.tag == VKL_TINT64;
+}
 
 template <class Accept>
 int complete_array_of(const VKL_Table* t, Accept accept) {
@@ -269,9 +271,13 @@ int VKL_ArrayCompleteCheck(const VKL_Table* t) {
   return t && t->hash_live == 0 && t->array_live == static_cast<int64_t>(t->array.size());
 }
 
-int VKL_IsNNArray(const VKL_Table* t) { return complete_array_of(t, vkl_is_number_tag); }
+int VKL_IsNNArray(const VKL_Table* t) {
+  return complete_array_of(t, vkl_is_number_tag);
+}
 
-int VKL_IsNSArray(const VKL_Table* t) { return complete_array_of(t, vkl_is_string_tag); }
+int VKL_IsNSArray(const VKL_Table* t) {
+  return complete_array_of(t, vkl_is_string_tag);
+}
 
 int VKL_StaticToVariable(VKL_State* L, TObject* o) {
   if (!o) return 0;

@@ -426,6 +426,12 @@ TEST_F(TableTest, RunningOutOfMemoryLeavesTheTableAsItWas) {
   EXPECT_NE(VKL_HashSetSZString(L, t, "ab"), nullptr);  // three bytes fit
   EXPECT_EQ(VKL_HashCount(t), 2);
   EXPECT_EQ(keys_in_order(t), "'a' 'ab'");
+  // A copy that runs short halfway leaves its target as it was and gives every byte back.
+  const int64_t used = VKL_GetMemUsed(L);
+  EXPECT_FALSE(VKL_DupHash(L, &scratch, t));
+  EXPECT_FALSE(VKL_HashGetFields(L, t, &scratch));
+  EXPECT_EQ(scratch.tag, VKL_TNIL);
+  EXPECT_EQ(VKL_GetMemUsed(L), used);
   VKL_SetMemLimit(L, -1);
   EXPECT_EQ(VKL_NewHashEx(L, &other, -1, 0), nullptr);
   EXPECT_EQ(other.tag, VKL_TNIL);
@@ -655,6 +661,15 @@ TEST_F(TableTest, SortingArraysIsStableAndClosesHoles) {
   EXPECT_EQ(keys_in_order(t), "0 1 2 3 4 5 6 's'");
   ASSERT_TRUE(VKL_QuickSortArray(L, t, 1));
   EXPECT_EQ(values(), "b/2 a/2 3.00/0 1.00/1 1.00/20 1.00/0 -2.5/1");
+
+  // A large array part (in mapped pages) sorts the same way.
+  VKL_Table* big = VKL_NewHash(L, &other);
+  std::mt19937 random(3);
+  for (int i = 0; i < 300000; ++i) VKL_SetInt(L, VKL_HashSetInt(L, big, i), random() % 1000);
+  ASSERT_TRUE(VKL_QuickSortArray(L, big, 0));
+  for (int i = 1; i < 300000; ++i) {
+    ASSERT_LE(VKL_AsInt(VKL_HashGetInt(big, i - 1)), VKL_AsInt(VKL_HashGetInt(big, i)));
+  }
 }
 
 TEST_F(TableTest, SortingRowsByAField) {
