@@ -14,19 +14,6 @@ constexpr int32_t kMaxStrLen = 0x7FFFFFFE;
 
 const VKL_BoxType reference_type = {"reference", nullptr, nullptr};
 
-int32_t saturate_int32(int64_t v) {
-  if (v > INT32_MAX) return INT32_MAX;
-  if (v < INT32_MIN) return INT32_MIN;
-  return static_cast<int32_t>(v);
-}
-
-int64_t saturate_int64(double d) {
-  if (std::isnan(d)) return 0;
-  if (d >= 9223372036854775807.0) return INT64_MAX;
-  if (d <= -9223372036854775808.0) return INT64_MIN;
-  return static_cast<int64_t>(d);
-}
-
 // A number parsed from text: kind 0 (none), 1 (integer in *i) or 2 (real in *d). Leading and
 // trailing white space is allowed; anything else makes it no number.
 int parse_number(const char* s, int64_t* i, double* d) {
@@ -233,7 +220,7 @@ int64_t VKL_AsInt64(const TObject* o) {
     case VKL_TINT:
       return vkl_int(o);
     case VKL_TREAL:
-      return saturate_int64(std::trunc(vkl_real(o)));
+      return vkl::real_to_int64(vkl_real(o));
     case VKL_TINT64:
       return vkl_int64(o);
     case VKL_TFMELEMENT: {
@@ -247,7 +234,7 @@ int64_t VKL_AsInt64(const TObject* o) {
         case 1:
           return i;
         case 2:
-          return saturate_int64(std::trunc(d));
+          return vkl::real_to_int64(d);
         default:
           return 0;
       }
@@ -255,7 +242,7 @@ int64_t VKL_AsInt64(const TObject* o) {
   }
 }
 
-int32_t VKL_AsInt(const TObject* o) { return saturate_int32(VKL_AsInt64(o)); }
+int32_t VKL_AsInt(const TObject* o) { return vkl::saturate_int32(VKL_AsInt64(o)); }
 
 intptr_t VKL_AsIntPtr(const TObject* o) { return static_cast<intptr_t>(VKL_AsInt64(o)); }
 

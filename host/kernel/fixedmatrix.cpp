@@ -121,22 +121,9 @@ struct Number {
   double d;
 };
 
-int32_t saturate_int32(int64_t v) {
-  if (v > INT32_MAX) return INT32_MAX;
-  if (v < INT32_MIN) return INT32_MIN;
-  return static_cast<int32_t>(v);
-}
-
-// A real truncated toward zero and saturated; NaN gives 0.
-int64_t real_to_int64(double d) {
-  if (std::isnan(d)) return 0;
-  if (d >= 9223372036854775807.0) return INT64_MAX;
-  if (d <= -9223372036854775808.0) return INT64_MIN;
-  return static_cast<int64_t>(d);
-}
 
 int64_t number_as_int64(Number n) {
-  return n.kind == VKL_TREAL ? real_to_int64(n.d) : n.i;
+  return n.kind == VKL_TREAL ? vkl::real_to_int64(n.d) : n.i;
 }
 
 double number_as_double(Number n) {
@@ -206,7 +193,7 @@ void store(uint8_t* p, Number n) {
     if constexpr (std::is_same_v<T, double>) {
       v = number_as_double(n);
     } else if constexpr (std::is_same_v<T, int32_t>) {
-      v = saturate_int32(number_as_int64(n));
+      v = vkl::saturate_int32(number_as_int64(n));
     } else {
       v = number_as_int64(n);
     }

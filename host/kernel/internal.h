@@ -5,6 +5,7 @@
 #include <vkl/kernel.h>
 
 #include <atomic>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 
@@ -72,6 +73,21 @@ VKL_FixedMatrix* fm_create(VKL_State* L, int elemType, int ndims, const int64_t*
 void fm_retain(VKL_FixedMatrix* fm);
 void fm_release(VKL_State* L, VKL_FixedMatrix* fm);
 int64_t fm_refcount(const VKL_FixedMatrix* fm);
+
+// An integer clamped to 32 bits.
+inline int32_t saturate_int32(int64_t v) {
+  if (v > INT32_MAX) return INT32_MAX;
+  if (v < INT32_MIN) return INT32_MIN;
+  return static_cast<int32_t>(v);
+}
+
+// A real truncated toward zero and clamped to 64 bits; NaN gives 0.
+inline int64_t real_to_int64(double d) {
+  if (std::isnan(d)) return 0;
+  if (d >= 9223372036854775807.0) return INT64_MAX;
+  if (d <= -9223372036854775808.0) return INT64_MIN;
+  return static_cast<int64_t>(d);
+}
 
 // Enough stack left for one more level of a recursive walk over a value.
 bool stack_room();

@@ -5,24 +5,13 @@
 #include <limits>
 #include <vector>
 
-#include "vkl/kernel.h"
+#include "kernel_fixture.h"
 
 namespace {
 
 // A state and a few cells, checking on the way out that every payload byte was given back.
-class CellTest : public ::testing::Test {
+class CellTest : public KernelTest {
  protected:
-  void SetUp() override {
-    L = VKL_NewState();
-    for (TObject& cell : cells) vkl_put_nil(&cell);
-  }
-  void TearDown() override {
-    for (TObject& cell : cells) VKL_FreeObjectContent(L, &cell);
-    EXPECT_EQ(VKL_GetMemUsed(L), 0);
-    VKL_FreeState(L);
-  }
-  VKL_State* L = nullptr;
-  TObject cells[4];
   TObject& a = cells[0];
   TObject& b = cells[1];
   TObject& c = cells[2];

@@ -9,23 +9,14 @@
 #include <limits>
 #include <vector>
 
-#include "vkl/kernel.h"
+#include "kernel_fixture.h"
 
 namespace {
 
 using Index = std::vector<int64_t>;
 
-class FixedMatrixTest : public ::testing::Test {
+class FixedMatrixTest : public KernelTest {
  protected:
-  void SetUp() override {
-    L = VKL_NewState();
-    for (TObject& slot : cells) vkl_put_nil(&slot);
-  }
-  void TearDown() override {
-    for (TObject& slot : cells) VKL_FreeObjectContent(L, &slot);
-    EXPECT_EQ(VKL_GetMemUsed(L), 0);
-    VKL_FreeState(L);
-  }
 
   VKL_FixedMatrix* create(TObject* o, int type, std::initializer_list<int64_t> dims) {
     const Index d(dims);
@@ -66,8 +57,6 @@ class FixedMatrixTest : public ::testing::Test {
     return t;
   }
 
-  VKL_State* L = nullptr;
-  TObject cells[4];
   TObject& a = cells[0];
   TObject& b = cells[1];
   TObject& c = cells[2];

@@ -5,21 +5,12 @@
 #include <cstdint>
 #include <string>
 
-#include "vkl/kernel.h"
+#include "kernel_fixture.h"
 
 namespace {
 
-class MatrixTest : public ::testing::Test {
+class MatrixTest : public KernelTest {
  protected:
-  void SetUp() override {
-    L = VKL_NewState();
-    for (TObject& slot : cells) vkl_put_nil(&slot);
-  }
-  void TearDown() override {
-    for (TObject& slot : cells) VKL_FreeObjectContent(L, &slot);
-    EXPECT_EQ(VKL_GetMemUsed(L), 0);
-    VKL_FreeState(L);
-  }
 
   VKL_Matrix* matrix(const TObject& o) { return static_cast<VKL_Matrix*>(vkl_ptr(&o)); }
 
@@ -37,8 +28,6 @@ class MatrixTest : public ::testing::Test {
 
   static std::string text(const TObject* o) { return o ? VKL_AsString(o) : "<null>"; }
 
-  VKL_State* L = nullptr;
-  TObject cells[4];
   TObject& a = cells[0];
   TObject& b = cells[1];
   TObject& c = cells[2];

@@ -9,23 +9,17 @@
 #include <string>
 #include <vector>
 
-#include "vkl/kernel.h"
+#include "kernel_fixture.h"
 
 namespace {
 
 // A state and a root cell; on the way out every payload byte must have been given back.
-class TableTest : public ::testing::Test {
+class TableTest : public KernelTest {
  protected:
   void SetUp() override {
-    L = VKL_NewState();
-    for (TObject& c : cells) vkl_put_nil(&c);
+    KernelTest::SetUp();
     t = VKL_NewHash(L, &root);
     ASSERT_NE(t, nullptr);
-  }
-  void TearDown() override {
-    for (TObject& c : cells) VKL_FreeObjectContent(L, &c);
-    EXPECT_EQ(VKL_GetMemUsed(L), 0);
-    VKL_FreeState(L);
   }
 
   void set_int(const TObject* key, int32_t v) { VKL_SetInt(L, VKL_HashSet(L, t, key), v); }
@@ -44,9 +38,7 @@ class TableTest : public ::testing::Test {
     return VKL_DeleteField(L, t, &k) == 1;
   }
 
-  VKL_State* L = nullptr;
   VKL_Table* t = nullptr;
-  TObject cells[4];
   TObject& root = cells[0];
   TObject& other = cells[1];
   TObject& scratch = cells[2];

@@ -11,23 +11,14 @@
 #include <utility>
 #include <vector>
 
-#include "vkl/kernel.h"
+#include "kernel_fixture.h"
 
 namespace {
 
 using namespace std::string_literals;
 
-class TextFormTest : public ::testing::Test {
+class TextFormTest : public KernelTest {
  protected:
-  void SetUp() override {
-    L = VKL_NewState();
-    for (TObject& cell : cells) vkl_put_nil(&cell);
-  }
-  void TearDown() override {
-    for (TObject& cell : cells) VKL_FreeObjectContent(L, &cell);
-    EXPECT_EQ(VKL_GetMemUsed(L), 0);
-    VKL_FreeState(L);
-  }
 
   // The text of a value, or nothing when writing failed.
   std::optional<std::string> text(const TObject* o, int mode = 1) {
@@ -57,8 +48,6 @@ class TextFormTest : public ::testing::Test {
     VKL_FreeObjectContent(L, &back);
   }
 
-  VKL_State* L = nullptr;
-  TObject cells[4];
   TObject& a = cells[0];
   TObject& b = cells[1];
   TObject& c = cells[2];
