@@ -106,12 +106,6 @@ bool put_binary(VKL_State* L, TObject* o, const void* data, int64_t len) {
   return true;
 }
 
-// Replaces the content of `o` by the already built `fresh`.
-void replace(VKL_State* L, TObject* o, TObject* fresh) {
-  vkl::release(L, o);
-  vkl::move_cell(o, fresh);
-}
-
 bool valid_len(int64_t len) { return len >= 0 && len <= kMaxStrLen; }
 
 }  // namespace
@@ -175,6 +169,11 @@ void release(VKL_State* L, TObject* o) {
       break;
   }
   vkl_put_nil(o);
+}
+
+void replace_cell(VKL_State* L, TObject* dst, TObject* fresh) {
+  release(L, dst);
+  move_cell(dst, fresh);
 }
 
 void move_cell(TObject* dst, TObject* src) {
@@ -361,7 +360,7 @@ int VKL_SetString(VKL_State* L, TObject* o, const char* s) {
 int VKL_SetStringEx(VKL_State* L, TObject* o, const char* s, int64_t len) {
   TObject fresh;
   if (!vkl::put_string(L, &fresh, s, len)) return 0;
-  replace(L, o, &fresh);
+  vkl::replace_cell(L, o, &fresh);
   return 1;
 }
 
@@ -386,7 +385,7 @@ int VKL_SetWStringEx(VKL_State* L, TObject* o, const vkl_wchar* s, int64_t len) 
   if (!valid_len(len)) return 0;
   TObject fresh;
   if (!put_wstring(L, &fresh, s, len)) return 0;
-  replace(L, o, &fresh);
+  vkl::replace_cell(L, o, &fresh);
   return 1;
 }
 
@@ -394,7 +393,7 @@ int VKL_SetBin(VKL_State* L, TObject* o, const void* data, int64_t len) {
   if (!valid_len(len)) return 0;
   TObject fresh;
   if (!put_binary(L, &fresh, data, len)) return 0;
-  replace(L, o, &fresh);
+  vkl::replace_cell(L, o, &fresh);
   return 1;
 }
 
@@ -413,7 +412,7 @@ int VKL_SetType(VKL_State* L, TObject* o, int tag) {
     case VKL_TSTRING2: {
       TObject fresh;
       if (!vkl::put_string(L, &fresh, "", 0, tag)) return 0;
-      replace(L, o, &fresh);
+      vkl::replace_cell(L, o, &fresh);
       return 1;
     }
     case VKL_TWSTRING:
@@ -465,7 +464,7 @@ int VKL_CalcGridCompute(VKL_State* L, TObject* o) {
   ++box->refcount;
   const int ok = box->type->compute(L, box->data, &value);
   if (ok) {
-    replace(L, cell, &value);
+    vkl::replace_cell(L, cell, &value);
   } else {
     vkl::release(L, &value);
   }

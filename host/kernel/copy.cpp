@@ -154,8 +154,7 @@ int dup(VKL_State* L, TObject* dst, const TObject* src, int depth) {
     vkl::release(L, &fresh);
     return 0;
   }
-  vkl::release(L, dst);
-  vkl::move_cell(dst, &fresh);
+  vkl::replace_cell(L, dst, &fresh);
   return 1;
 }
 

@@ -513,10 +513,6 @@ void fm_release(VKL_State* L, VKL_FixedMatrix* fm) {
   if (fm && --fm->refcount == 0) destroy_later(L, fm_destroy, fm);
 }
 
-int64_t fm_refcount(const VKL_FixedMatrix* fm) {
-  return fm ? fm->refcount : 0;
-}
-
 }  // namespace vkl
 
 extern "C" {
@@ -728,8 +724,7 @@ int VKL_FixedmatrixToHash(VKL_State* L, TObject* dst, const VKL_FixedMatrix* src
     vkl::release(L, &root);
     return 0;
   }
-  vkl::release(L, dst);
-  vkl::move_cell(dst, &root);
+  vkl::replace_cell(L, dst, &root);
   return 1;
 }
 

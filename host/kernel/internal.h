@@ -42,6 +42,8 @@ bool put_string(VKL_State* L, TObject* o, const char* s, int64_t len, int tag = 
 void release(VKL_State* L, TObject* o);
 // Takes one more reference to the box a cell of a box kind holds.
 void retain_box(TObject* o);
+// Releases what `dst` holds and moves the finished `fresh` value into it (`fresh` becomes nil).
+void replace_cell(VKL_State* L, TObject* dst, TObject* fresh);
 // Moves a cell bitwise: `dst` (already released) takes over what `src` held; `src` becomes nil.
 void move_cell(TObject* dst, TObject* src);
 // Copies `src` into `dst`, which must be nil (released). Strings are copied; boxes shared;
@@ -60,19 +62,16 @@ void destroy_later(VKL_State* L, void (*destroy)(VKL_State*, void*), void* objec
 VKL_Table* table_create(VKL_State* L, int64_t arrayCount, int64_t hashCount);
 void table_retain(VKL_Table* t);
 void table_release(VKL_State* L, VKL_Table* t);
-int64_t table_refcount(const VKL_Table* t);
 bool table_is_static(const VKL_Table* t);
 void table_set_static(VKL_Table* t, bool is_static);
 
 VKL_Matrix* matrix_create(VKL_State* L, int64_t rows, int64_t cols);
 void matrix_retain(VKL_Matrix* m);
 void matrix_release(VKL_State* L, VKL_Matrix* m);
-int64_t matrix_refcount(const VKL_Matrix* m);
 
 VKL_FixedMatrix* fm_create(VKL_State* L, int elemType, int ndims, const int64_t* dims);
 void fm_retain(VKL_FixedMatrix* fm);
 void fm_release(VKL_State* L, VKL_FixedMatrix* fm);
-int64_t fm_refcount(const VKL_FixedMatrix* fm);
 
 // An integer clamped to 32 bits.
 inline int32_t saturate_int32(int64_t v) {

@@ -112,10 +112,6 @@ void matrix_release(VKL_State* L, VKL_Matrix* m) {
   if (m && --m->refcount == 0) destroy_later(L, matrix_destroy, m);
 }
 
-int64_t matrix_refcount(const VKL_Matrix* m) {
-  return m ? m->refcount : 0;
-}
-
 }  // namespace vkl
 
 extern "C" {
@@ -163,8 +159,7 @@ int VKL_Matrix_Resize(VKL_State* L, TObject* o, int64_t count) {
     vkl::release(L, &copy);
     return 0;
   }
-  vkl::release(L, cell);
-  vkl::move_cell(cell, &copy);
+  vkl::replace_cell(L, cell, &copy);
   return 1;
 }
 
@@ -181,8 +176,7 @@ int DupMatrixStruct(VKL_State* L, TObject* dst, const VKL_Matrix* src) {
       return 0;
     }
   }
-  vkl::release(L, dst);
-  vkl::move_cell(dst, &fresh);
+  vkl::replace_cell(L, dst, &fresh);
   return 1;
 }
 

@@ -82,6 +82,18 @@ int64_t next_utf8(const unsigned char* s, int64_t len, int64_t i) {
 
 // ---- String lists ----
 
+// Settles a text argument of the string lists: a negative length reads up to the zero, a null
+// text stands for "" and is refused when it claims a length.
+bool text_span(const char** s, int64_t* len) {
+  if (!*s) {
+    if (*len > 0) return false;
+    *s = "";
+    *len = 0;
+  }
+  if (*len < 0) *len = static_cast<int64_t>(std::strlen(*s));
+  return true;
+}
+
 bool append_line(std::vector<std::string>& lines, const char* s, int64_t len) {
   try {
     lines.emplace_back(s, static_cast<size_t>(len));
@@ -189,26 +201,14 @@ VKL_StringList* VKL_StringListCreate(void) {
 
 // A negative length takes the text up to its zero; null text with a length is refused.
 void VKL_StringListAdd(VKL_StringList* sl, const char* s, int64_t len) {
-  if (!sl) return;
-  if (!s) {
-    if (len > 0) return;
-    s = "";
-    len = 0;
-  }
-  if (len < 0) len = static_cast<int64_t>(std::strlen(s));
+  if (!sl || !text_span(&s, &len)) return;
   append_line(sl->items, s, len);
 }
 
 // A line ends at CR LF, LF or CR; a text ending in a line end has no empty last line. The new
 // lines are built aside so that running out of memory leaves the list as it was.
 void VKL_StringListSetText(VKL_StringList* sl, const char* text, int64_t len) {
-  if (!sl) return;
-  if (!text) {
-    if (len > 0) return;
-    text = "";
-    len = 0;
-  }
-  if (len < 0) len = static_cast<int64_t>(std::strlen(text));
+  if (!sl || !text_span(&text, &len)) return;
   std::vector<std::string> lines;
   int64_t start = 0;
   int64_t i = 0;

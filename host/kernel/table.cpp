@@ -511,10 +511,6 @@ void table_release(VKL_State* L, VKL_Table* t) {
   if (t && --t->refcount == 0) destroy_later(L, destroy_table, t);
 }
 
-int64_t table_refcount(const VKL_Table* t) {
-  return t ? t->refcount : 0;
-}
-
 bool table_is_static(const VKL_Table* t) {
   return t && t->is_static;
 }

@@ -18,12 +18,6 @@ namespace {
 
 namespace td = vkl::table_detail;
 
-// Replaces what `dst` holds by the finished `fresh` value.
-void replace_cell(VKL_State* L, TObject* dst, TObject* fresh) {
-  vkl::release(L, dst);
-  vkl::move_cell(dst, fresh);
-}
-
 // `dst` becomes a copy of `src` made `depth` levels deep by the kernel's copier.
 int copy_table(VKL_State* L, TObject* dst, const VKL_Table* src, int depth) {
   if (!dst || !src) return 0;
@@ -36,7 +30,7 @@ int copy_table(VKL_State* L, TObject* dst, const VKL_Table* src, int depth) {
     vkl::release(L, &fresh);
     return 0;
   }
-  replace_cell(L, dst, &fresh);
+  vkl::replace_cell(L, dst, &fresh);
   return 1;
 }
 
@@ -147,7 +141,7 @@ int VKL_HashGetFields(VKL_State* L, const VKL_Table* t, TObject* dst) {
       return 0;
     }
   }
-  replace_cell(L, dst, &fresh);
+  vkl::replace_cell(L, dst, &fresh);
   return 1;
 }
 
@@ -263,7 +257,7 @@ int VKL_Reshape(VKL_State* L, TObject* dst, const VKL_Table* src, int64_t cols) 
     }
     ++placed;
   }
-  replace_cell(L, dst, &fresh);
+  vkl::replace_cell(L, dst, &fresh);
   return 1;
 }
 
@@ -289,7 +283,7 @@ int VKL_StaticToVariable(VKL_State* L, TObject* o) {
     vkl::release(L, &fresh);
     return 0;
   }
-  replace_cell(L, cell, &fresh);
+  vkl::replace_cell(L, cell, &fresh);
   return 1;
 }
 

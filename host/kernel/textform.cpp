@@ -479,8 +479,7 @@ class TempCell {
   TObject* get() { return &cell_; }
   // Moves the content into `slot`, releasing what the slot held.
   void move_to(TObject* slot) {
-    vkl::release(L_, slot);
-    vkl::move_cell(slot, &cell_);
+    vkl::replace_cell(L_, slot, &cell_);
   }
 
  private:
@@ -866,8 +865,7 @@ int parse_text(VKL_State* L, const char* text, size_t len, TObject* target) {
     vkl::release(L, &fresh);
     return 0;
   }
-  vkl::release(L, target);
-  vkl::move_cell(target, &fresh);
+  vkl::replace_cell(L, target, &fresh);
   return 1;
 }
 
