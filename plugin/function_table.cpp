@@ -1,0 +1,44 @@
+#include "plugin/function_table.h"
+
+#include <cstring>
+
+#include "core/constants.h"
+#include "core/typetests.h"
+#include "plugin/module_functions.h"
+
+namespace vkl::plugin {
+namespace {
+
+constexpr auto kRows = join_rows(kTypeTestRows, kConstantRows, kModuleRows);
+
+constexpr auto entries_of(const decltype(kRows)& rows) {
+  std::array<VKL_FunctionEntry, kRows.size()> entries{};
+  for (size_t i = 0; i < rows.size(); ++i) entries[i] = {rows[i].name, rows[i].handler};
+  return entries;
+}
+
+constexpr auto kEntries = entries_of(kRows);
+
+}  // namespace
+
+const VKL_FunctionEntry* const FunctionTable = kEntries.data();
+const int FunctionTableSize = static_cast<int>(kEntries.size());
+
+const FunctionRow* find_function_row(const char* name) {
+  for (const FunctionRow& row : kRows)
+    if (std::strcmp(row.name, name) == 0) return &row;
+  return nullptr;
+}
+
+}  // namespace vkl::plugin
+
+// The script signature and description of a table function, for the host's help; 0 when the
+// name is not in the table.
+extern "C" VKL_API int VKL_PluginFunctionDoc(const char* name, const char** signature,
+                                             const char** summary) {
+  const vkl::plugin::FunctionRow* row = vkl::plugin::find_function_row(name);
+  if (!row) return 0;
+  *signature = row->signature;
+  *summary = row->summary;
+  return 1;
+}
