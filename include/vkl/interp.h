@@ -64,7 +64,8 @@ enum {
 
 VKL_API void VKL_SetUserRights(const char* user, unsigned rights);
 VKL_API unsigned VKL_GetUserRights(const char* user);
-/* The state's user (whose rights are checked) and original user (who started the run). */
+/* The state's user (whose rights are checked) and original user (who started the run); a null
+ * name leaves that one as it is. A null or plain kernel state has the user "". */
 VKL_API void VKL_SetUser(VKL_State* L, const char* user, const char* origUser);
 VKL_API const char* VKL_GetUserNameFromL(VKL_State* L);
 VKL_API const char* VKL_GetOrigUserID(VKL_State* L);
@@ -86,7 +87,8 @@ enum {
 /* `name` is a narrow string cell (unused for selector 17). Returns 1 on success, 0 for an
  * unknown selector or a bad name. System parameter names are compared exactly. */
 VKL_API int rwPrivateValue(VKL_State* L, int selector, const TObject* name, TObject* value);
-/* The prefix read by selector 17 (default "vkl_" followed by the state's user name). */
+/* The prefix read by selector 17 (default "vkl_" followed by the state's user name; a null
+ * prefix returns to that default). */
 VKL_API void VKL_SetPrivatePrefix(VKL_State* L, const char* prefix);
 /* `result` becomes a table of every current system parameter (name: value). */
 VKL_API int VKL_GetSysParams(VKL_State* L, TObject* result);
@@ -156,6 +158,7 @@ VKL_API const char* VKL_AnyManDeclaration(const VKL_AnyMan* man);
 VKL_API VKL_Any* VKL_NewAny(VKL_State* L, const char* typeName, TObject* args, int nargs);
 VKL_API VKL_Any* VKL_NewAnyEx(VKL_State* L, VKL_AnyMan* man, TObject* args, int nargs);
 VKL_API void VKL_FreeAny(VKL_State* L, VKL_Any* obj);
+/* 1 when the cell now holds the object; on 0 the object still belongs to the caller. */
 VKL_API int VKL_SetTypeAny(VKL_State* L, TObject* o, VKL_Any* obj);
 VKL_API void* VKL_GetDataFromAny(const VKL_Any* obj);
 /* The named object a cell holds (reference followed), or null. */
@@ -173,10 +176,13 @@ VKL_API int VKL_CallAnyMethod(VKL_State* L, const TObject* o, const char* method
 
 enum { VKL_INI_SETTINGS = 0, VKL_INI_FILEMGR = 1 };
 typedef void (*VKL_IniNotifyFn)(const char* fileName, int kind);
-/* 1 when the file was read (a missing file gives empty settings and 0). */
+/* 1 when the file was read (a missing file gives empty settings and 0). The notifications run
+ * either way, as the settings changed. */
 VKL_API int VKL_LoadSettings(const char* path);
+/* The path of the last load ("" before any); the pointer lives until the next load. */
 VKL_API const char* VKL_SettingsPath(void);
-/* The notification runs on every reload; `arg` is recorded with it. */
+/* The notification runs on every reload; `arg` is recorded with it. Adding a function already
+ * added changes nothing. Returns 1, or 0 for a null function. */
 VKL_API int AddIniNotify(VKL_IniNotifyFn notify, int arg);
 VKL_API void VKL_NotifyIni(const char* fileName, int kind);
 /* 1 when a notification concerns the file manager's own settings (kind VKL_INI_FILEMGR),
@@ -208,6 +214,13 @@ VKL_API const VKL_ImpExpFormat* VKL_FindImpExp(int64_t id);
 enum { VKL_SVC_FILENAME = 24 /* the file the state runs: const char* ("" when none) */ };
 VKL_API intptr_t VKL_InterpService(VKL_State* L, int selector, void* arg);
 VKL_API void VKL_InterpSetFileName(VKL_State* L, const char* fileName);
+
+/* ---- Extension modules ----
+ * An extension module exports one evaluator, "CALL_VALUEANY", which serves every function of
+ * its group by the function's number within the group. */
+
+typedef int (*VKL_CallValueAny)(VKL_State* L, int function, TObject* args, int nargs,
+                                TObject* result);
 
 #ifdef __cplusplus
 }

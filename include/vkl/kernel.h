@@ -373,6 +373,24 @@ VKL_API void VKL_StreamFree(VKL_Stream* s);
 /* 1 when `p` is a live stream of this kernel. */
 VKL_API int VKL_isStream(const void* p);
 
+/* ---- Host services: module path, file information, database ---- */
+
+/* The directory of the running executable with a trailing '/' ("" when it cannot be found). */
+VKL_API const char* VK_ModulePath(void);
+/* The file's modification time as a date-time real (days since 1899-12-30, local time, the
+ * fraction the time of day) and its size in bytes; either pointer may be null. 1 on success, 0
+ * (outputs untouched) when the file cannot be examined. */
+VKL_API int VKL_GetFileTimeSize(const char* path, double* time, int64_t* size);
+/* The database functions, registered by the library as script functions. This host has no
+ * database: execsql and the three transaction calls reject the call, sqlintrans gives 0 and
+ * sqlcloseconn 1. */
+VKL_API int VK_ExecSQL(VKL_State* L, TObject* args, int nargs, TObject* result);
+VKL_API int VK_SQLBeginTransaction(VKL_State* L, TObject* args, int nargs, TObject* result);
+VKL_API int VK_SQLCommitTransaction(VKL_State* L, TObject* args, int nargs, TObject* result);
+VKL_API int VK_SQLRollbackTransaction(VKL_State* L, TObject* args, int nargs, TObject* result);
+VKL_API int VK_SQLInTransaction(VKL_State* L, TObject* args, int nargs, TObject* result);
+VKL_API int VK_SQLCloseConnection(VKL_State* L, TObject* args, int nargs, TObject* result);
+
 #ifdef __cplusplus
 }
 #endif
