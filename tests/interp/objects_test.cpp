@@ -6,13 +6,12 @@
 
 namespace {
 
-// The data of a test object: a counter and the number of frees seen so far.
 struct Counter {
   int value;
 };
 int g_frees = 0;
 
-// Creates a counter from one numeric argument; anything else creates nothing.
+// A counter from one numeric argument; anything else creates nothing, a negative start throws.
 void* create_counter(VKL_State*, TObject* args, int nargs) {
   if (nargs != 1 || !VKL_NumberCheck(&args[0])) return nullptr;
   if (VKL_AsInt(&args[0]) < 0) throw std::runtime_error("bad start");
@@ -24,67 +23,50 @@ void free_counter(VKL_State*, void* data) {
   delete static_cast<Counter*>(data);
 }
 
-// Inc() adds one and returns the new value; Fail() fails; other names are unknown.
-int counter_method(VKL_State* L, void* data, const char* method, TObject*, int nargs,
-                   TObject* result) {
-  auto* c = static_cast<Counter*>(data);
-  if (std::string(method) == "Inc" && nargs == 0) {
-    VKL_SetInt(L, result, ++c->value);
+// Inc() adds one and returns the new value; Fail() fails; Throw() throws; others are unknown.
+int counter_method(VKL_State* L, void* data, const char* method, TObject*, int, TObject* result) {
+  const std::string name = method;
+  if (name == "Inc") {
+    VKL_SetInt(L, result, ++static_cast<Counter*>(data)->value);
     return 1;
   }
-  if (std::string(method) == "Fail") return 0;
-  if (std::string(method) == "Throw") throw std::runtime_error("method error");
+  if (name == "Fail") return 0;
+  if (name == "Throw") throw std::runtime_error("method error");
   return -1;
 }
 
 VKL_AnyMan* counter_manager(const char* type_name) {
-  VKL_AnyMan* man = VKL_NewAnyMan(type_name, create_counter, free_counter, counter_method, 0,
-                                  "type TCounter = class\r\nend;\r\n");
-  EXPECT_NE(man, nullptr);
-  return man;
+  return VKL_NewAnyMan(type_name, create_counter, free_counter, counter_method, 0, "decl\r\n");
 }
 
 }  // namespace
 
-TEST_F(InterpTest, ManagersAreFoundWithoutRegardToCase) {
+TEST_F(InterpTest, ManagersAndCreation) {
   VKL_AnyMan* man = counter_manager("T_Counter_A");
-  EXPECT_STREQ(VKL_AnyManTypeName(man), "T_Counter_A");
-  EXPECT_STREQ(VKL_AnyManDeclaration(man), "type TCounter = class\r\nend;\r\n");
-  EXPECT_EQ(VKL_FindAnyMan("t_counter_a"), nullptr);
+  EXPECT_STREQ(VKL_AnyManDeclaration(man), "decl\r\n");
   ASSERT_EQ(VKL_RegisterAnyMan("T_Counter_A", man), 1);
-  EXPECT_EQ(VKL_FindAnyMan("t_counter_a"), man);
+  EXPECT_EQ(VKL_FindAnyMan("t_counter_A"), man);
+  EXPECT_EQ(VKL_RegisterAnyMan("t_COUNTER_a", counter_manager("other")), 0);  // taken
   EXPECT_EQ(VKL_FindAnyMan("T_COUNTER_A"), man);
-  EXPECT_EQ(VKL_RegisterAnyMan("t_COUNTER_a", counter_manager("other")), 0);
-  EXPECT_EQ(VKL_FindAnyMan("t_counter_a"), man);
-  EXPECT_EQ(VKL_RegisterAnyMan("t_counter_null", nullptr), 0);
-  EXPECT_EQ(VKL_NewAnyMan(nullptr, create_counter, nullptr, nullptr, 0, nullptr), nullptr);
-  EXPECT_EQ(VKL_NewAnyMan("t_no_create", nullptr, nullptr, nullptr, 0, nullptr), nullptr);
-}
 
-TEST_F(InterpTest, CreationFromArgumentsAndFailures) {
-  ASSERT_EQ(VKL_RegisterAnyMan("t_counter_b", counter_manager("t_counter_b")), 1);
   VKL_SetInt(L, &cells[0], 10);
-  VKL_Any* obj = VKL_NewAny(L, "T_COUNTER_B", &cells[0], 1);
+  VKL_Any* obj = VKL_NewAny(L, "t_counter_a", &cells[0], 1);
   ASSERT_NE(obj, nullptr);
   EXPECT_EQ(static_cast<Counter*>(VKL_GetDataFromAny(obj))->value, 10);
   const int frees = g_frees;
   VKL_FreeAny(L, obj);
   EXPECT_EQ(g_frees, frees + 1);
 
-  EXPECT_EQ(VKL_NewAny(L, "t_counter_b", nullptr, 0), nullptr);         // created nothing
+  EXPECT_EQ(VKL_NewAny(L, "t_counter_a", nullptr, 0), nullptr);  // created nothing
   EXPECT_EQ(VKL_NewAny(L, "t_no_such_type", &cells[0], 1), nullptr);
-  EXPECT_EQ(VKL_NewAny(L, nullptr, &cells[0], 1), nullptr);
-  EXPECT_EQ(VKL_NewAnyEx(L, nullptr, &cells[0], 1), nullptr);
   VKL_SetInt(L, &cells[0], -1);
-  EXPECT_EQ(VKL_NewAny(L, "t_counter_b", &cells[0], 1), nullptr);  // create threw
+  EXPECT_EQ(VKL_NewAny(L, "t_counter_a", &cells[0], 1), nullptr);  // create threw
   EXPECT_EQ(g_frees, frees + 1);
 }
 
 TEST_F(InterpTest, FreeRunsOnceWhenTheLastCellCopyGoes) {
-  VKL_AnyMan* man = counter_manager("t_counter_c");
   VKL_SetInt(L, &cells[0], 1);
-  VKL_Any* obj = VKL_NewAnyEx(L, man, &cells[0], 1);
-  ASSERT_NE(obj, nullptr);
+  VKL_Any* obj = VKL_NewAnyEx(L, counter_manager("t_counter_c"), &cells[0], 1);
   ASSERT_EQ(VKL_SetTypeAny(L, &cells[1], obj), 1);
   EXPECT_EQ(vkl_tag(&cells[1]), VKL_TOBJECT);
   ASSERT_EQ(VKL_DupObject(L, &cells[2], &cells[1]), 1);
@@ -95,23 +77,19 @@ TEST_F(InterpTest, FreeRunsOnceWhenTheLastCellCopyGoes) {
   EXPECT_EQ(g_frees, frees);
   VKL_SetInt(L, &cells[2], 0);
   EXPECT_EQ(g_frees, frees + 1);
-  VKL_FreeObjectContent(L, &cells[2]);
-  EXPECT_EQ(g_frees, frees + 1);
-
   EXPECT_EQ(VKL_SetTypeAny(L, &cells[1], nullptr), 0);
   EXPECT_EQ(vkl_tag(&cells[1]), VKL_TNIL);
 }
 
 TEST_F(InterpTest, FindByNameChecksTheType) {
-  VKL_AnyMan* man = counter_manager("t_counter_d");
   VKL_SetInt(L, &cells[0], 4);
-  ASSERT_EQ(VKL_SetTypeAny(L, &cells[1], VKL_NewAnyEx(L, man, &cells[0], 1)), 1);
+  ASSERT_EQ(
+      VKL_SetTypeAny(L, &cells[1], VKL_NewAnyEx(L, counter_manager("t_counter_d"), &cells[0], 1)),
+      1);
   auto* data = static_cast<Counter*>(VKL_FindAnyByName(&cells[1], "T_Counter_D"));
   ASSERT_NE(data, nullptr);
   EXPECT_EQ(data->value, 4);
   EXPECT_EQ(VKL_FindAnyByName(&cells[1], "t_counter"), nullptr);
-  EXPECT_EQ(VKL_FindAnyByName(&cells[1], "t_counter_dd"), nullptr);
-  EXPECT_EQ(VKL_FindAnyByName(&cells[1], nullptr), nullptr);
   EXPECT_EQ(VKL_FindAnyByName(&cells[0], "t_counter_d"), nullptr);
 
   // Through a reference; a kind-7 box of another owner is no named object.
@@ -120,26 +98,23 @@ TEST_F(InterpTest, FindByNameChecksTheType) {
   static const VKL_BoxType kOther = {"other object", nullptr, nullptr};
   VKL_SetBox(L, &cells[3], VKL_TOBJECT, &kOther, data);
   EXPECT_EQ(VKL_AnyFromObj(&cells[3]), nullptr);
-  VKL_FreeObjectContent(L, &cells[2]);
 }
 
 TEST_F(InterpTest, MethodCallsDispatchToTheManager) {
-  VKL_AnyMan* man = counter_manager("t_counter_e");
   VKL_SetInt(L, &cells[0], 7);
-  ASSERT_EQ(VKL_SetTypeAny(L, &cells[1], VKL_NewAnyEx(L, man, &cells[0], 1)), 1);
-
+  ASSERT_EQ(
+      VKL_SetTypeAny(L, &cells[1], VKL_NewAnyEx(L, counter_manager("t_counter_e"), &cells[0], 1)),
+      1);
   ASSERT_EQ(VKL_CallAnyMethod(L, &cells[1], "Inc", nullptr, 0, &cells[2]), 1);
   EXPECT_EQ(vkl_int(&cells[2]), 8);
-  VKL_SetString(L, &cells[2], "kept");
   EXPECT_EQ(VKL_CallAnyMethod(L, &cells[1], "Fail", nullptr, 0, &cells[2]), 0);
   EXPECT_EQ(VKL_CallAnyMethod(L, &cells[1], "Throw", nullptr, 0, &cells[2]), 0);
   EXPECT_EQ(VKL_CallAnyMethod(L, &cells[1], "Missing", nullptr, 0, &cells[2]), -1);
   EXPECT_EQ(VKL_CallAnyMethod(L, &cells[0], "Inc", nullptr, 0, &cells[2]), -1);
-  EXPECT_EQ(VKL_CallAnyMethod(L, &cells[3], "Inc", nullptr, 0, &cells[2]), -1);
-  EXPECT_STREQ(VKL_AsString(&cells[2]), "kept");
+  EXPECT_EQ(vkl_int(&cells[2]), 8);
 
-  VKL_AnyMan* silent = VKL_NewAnyMan("t_no_methods", create_counter, free_counter, nullptr, 0,
-                                     nullptr);
+  VKL_AnyMan* silent =
+      VKL_NewAnyMan("t_no_methods", create_counter, free_counter, nullptr, 0, nullptr);
   ASSERT_EQ(VKL_SetTypeAny(L, &cells[3], VKL_NewAnyEx(L, silent, &cells[0], 1)), 1);
   EXPECT_EQ(VKL_CallAnyMethod(L, &cells[3], "Inc", nullptr, 0, &cells[2]), -1);
 }

@@ -13,28 +13,20 @@ bool is_text(const TObject* o, const char* expected) {
 
 }  // namespace
 
-// ---- users and rights ----
-
 TEST_F(InterpTest, RightsBelongToUserNames) {
+  EXPECT_STRNE(VKL_GetUserNameFromL(L), "");  // the operating-system user
   EXPECT_EQ(VKL_GetUserRights("rights_nobody"), 0u);
-  EXPECT_EQ(VKL_CheckSysRight("rights_nobody"), 0);
-  EXPECT_EQ(VKL_CheckSysRight(nullptr), 0);
-
   VKL_SetUserRights("rights_admin", VKL_RIGHT_SYS | VKL_RIGHT_CLASS | 0x100);
   EXPECT_EQ(VKL_GetUserRights("rights_admin"), unsigned{VKL_RIGHT_SYS | VKL_RIGHT_CLASS});
   EXPECT_EQ(VKL_CheckSysRight("rights_admin"), 1);
   EXPECT_EQ(VKL_CheckSysRight("RIGHTS_ADMIN"), 0);
 
   VKL_SetUser(L, "rights_admin", "rights_starter");
-  EXPECT_STREQ(VKL_GetUserNameFromL(L), "rights_admin");
   EXPECT_STREQ(VKL_GetOrigUserID(L), "rights_starter");
   EXPECT_EQ(VKL_CheckClassSecurity(L, "TAnything"), 1);
   EXPECT_EQ(VKL_CheckWriteSecurity(L), 0);
-  EXPECT_EQ(VKL_CheckHighLevelSecurity(L, "vkl_x", 1), 0);
-
   VKL_SetUserRights("rights_admin", VKL_RIGHT_WRITE | VKL_RIGHT_HIGHLEVEL);
   EXPECT_EQ(VKL_CheckSysRight("rights_admin"), 0);
-  EXPECT_EQ(VKL_CheckWriteSecurity(L), 1);
   EXPECT_EQ(VKL_CheckHighLevelSecurity(L, "vkl_x", 1), 1);
 
   // A null name keeps that user; the checks follow the state's current user.
@@ -43,39 +35,27 @@ TEST_F(InterpTest, RightsBelongToUserNames) {
   EXPECT_EQ(VKL_CheckWriteSecurity(L), 0);
 }
 
-TEST_F(InterpTest, NewStateRunsAsTheOperatingSystemUser) {
-  EXPECT_STRNE(VKL_GetUserNameFromL(L), "");
-  EXPECT_STREQ(VKL_GetUserNameFromL(L), VKL_GetOrigUserID(L));
-}
-
-TEST(InterpPlainState, StateServicesRefuseStatesWithoutInterpreterData) {
+TEST(InterpPlainState, StatesWithoutInterpreterDataAreRefused) {
   VKL_State* plain = VKL_NewState();
   TObject value;
   vkl_put_int(&value, 5);
-  EXPECT_STREQ(VKL_GetUserNameFromL(plain), "");
-  EXPECT_STREQ(VKL_GetUserNameFromL(nullptr), "");
-  EXPECT_EQ(VKL_CheckWriteSecurity(plain), 0);
-  EXPECT_EQ(rwPrivateValue(plain, VKL_PV_PRIVATE_PREFIX, nullptr, &value), 0);
-  EXPECT_EQ(rwPrivateValue(nullptr, VKL_PV_PRIVATE_PREFIX, nullptr, &value), 0);
+  for (VKL_State* s : {plain, static_cast<VKL_State*>(nullptr)}) {
+    EXPECT_STREQ(VKL_GetUserNameFromL(s), "");
+    EXPECT_EQ(rwPrivateValue(s, VKL_PV_PRIVATE_PREFIX, nullptr, &value), 0);
+    EXPECT_EQ(VKL_InterpIsStopL(s), 0);
+  }
   EXPECT_EQ(vkl_int(&value), 5);
-  EXPECT_EQ(VKL_InterpIsStopL(plain), 0);
-  EXPECT_STREQ(reinterpret_cast<const char*>(VKL_InterpService(plain, VKL_SVC_FILENAME, nullptr)),
-               "");
   VKL_FreeState(plain);
 }
-
-// ---- private values and system parameters ----
 
 TEST_F(InterpTest, PrivatePrefixFollowsTheUserUntilSet) {
   VKL_SetUser(L, "prefix_user", nullptr);
   ASSERT_EQ(rwPrivateValue(L, VKL_PV_PRIVATE_PREFIX, nullptr, &cells[0]), 1);
   EXPECT_TRUE(is_text(&cells[0], "vkl_prefix_user"));
-
   VKL_SetPrivatePrefix(L, "custom");
   VKL_SetUser(L, "someone_else", nullptr);
   ASSERT_EQ(rwPrivateValue(L, VKL_PV_PRIVATE_PREFIX, nullptr, &cells[0]), 1);
   EXPECT_TRUE(is_text(&cells[0], "custom"));
-
   VKL_SetPrivatePrefix(L, nullptr);
   ASSERT_EQ(rwPrivateValue(L, VKL_PV_PRIVATE_PREFIX, nullptr, &cells[0]), 1);
   EXPECT_TRUE(is_text(&cells[0], "vkl_someone_else"));
@@ -84,42 +64,34 @@ TEST_F(InterpTest, PrivatePrefixFollowsTheUserUntilSet) {
 TEST_F(InterpTest, UnknownSelectorsAndBadNamesLeaveTheValueUntouched) {
   TObject* name = text(0, "StockID");
   VKL_SetInt(L, &cells[1], 42);
-  for (int selector : {-1, 0, 16, 18, 31, 34, 1000}) {
+  for (int selector : {-1, 0, 16, 18, 31, 34}) {
     EXPECT_EQ(rwPrivateValue(L, selector, name, &cells[1]), 0) << selector;
   }
   VKL_SetInt(L, &cells[2], 3);
-  EXPECT_EQ(rwPrivateValue(L, VKL_PV_READ_SYSPARAM, &cells[2], &cells[1]), 0);
-  EXPECT_EQ(rwPrivateValue(L, VKL_PV_READ_SYSPARAM, text(3, ""), &cells[1]), 0);
-  EXPECT_EQ(rwPrivateValue(L, VKL_PV_READ_SYSPARAM, nullptr, &cells[1]), 0);
-  EXPECT_EQ(rwPrivateValue(L, VKL_PV_WRITE_SYSPARAM, &cells[2], &cells[1]), 0);
-  EXPECT_EQ(rwPrivateValue(L, VKL_PV_READ_SYSPARAM, name, nullptr), 0);
+  for (const TObject* bad : {&cells[2], text(3, ""), static_cast<TObject*>(nullptr)}) {
+    EXPECT_EQ(rwPrivateValue(L, VKL_PV_READ_SYSPARAM, bad, &cells[1]), 0);
+    EXPECT_EQ(rwPrivateValue(L, VKL_PV_WRITE_SYSPARAM, bad, &cells[1]), 0);
+  }
   EXPECT_EQ(vkl_tag(&cells[1]), VKL_TINT);
   EXPECT_EQ(vkl_int(&cells[1]), 42);
 }
 
 TEST_F(InterpTest, SysParamsAreCopiedInAndOut) {
   TObject* name = text(0, "Cycle");
-  ASSERT_NE(VKL_NewHash(L, &cells[1]), nullptr);
-  VKL_SetInt(L, VKL_HashSetInt(L, vkl_table(&cells[1]), 0), 1);
+  VKL_SetInt(L, VKL_HashSetInt(L, VKL_NewHash(L, &cells[1]), 0), 1);
   ASSERT_EQ(rwPrivateValue(L, VKL_PV_WRITE_SYSPARAM, name, &cells[1]), 1);
-
-  // Changing the written table does not reach the parameter.
+  // Changing the written table, or a table that was read, does not reach the parameter.
   VKL_SetInt(L, VKL_HashSetInt(L, vkl_table(&cells[1]), 0), 99);
   ASSERT_EQ(rwPrivateValue(L, VKL_PV_READ_SYSPARAM, name, &cells[2]), 1);
-  ASSERT_EQ(vkl_tag(&cells[2]), VKL_TTABLE);
-  EXPECT_EQ(VKL_AsInt(VKL_HashGetInt(vkl_table(&cells[2]), 0)), 1);
-
-  // Neither does changing a table that was read.
   VKL_SetInt(L, VKL_HashSetInt(L, vkl_table(&cells[2]), 0), 77);
   ASSERT_EQ(rwPrivateValue(L, VKL_PV_READ_SYSPARAM, name, &cells[3]), 1);
   EXPECT_EQ(VKL_AsInt(VKL_HashGetInt(vkl_table(&cells[3]), 0)), 1);
 
   // Names are exact; an unset name reads as nil.
-  VKL_SetInt(L, &cells[3], 5);
   ASSERT_EQ(rwPrivateValue(L, VKL_PV_READ_SYSPARAM, text(4, "cycle"), &cells[3]), 1);
   EXPECT_EQ(vkl_tag(&cells[3]), VKL_TNIL);
 
-  // Writing again replaces the value; a string name of kind 6 and a reference both work.
+  // Writing again replaces the value; a name of kind 6 behind a reference works too.
   VKL_SetString(L, &cells[1], "day");
   cells[0].tag = VKL_TSTRING2;
   VKL_SetRef(L, &cells[5], &cells[0]);
@@ -129,84 +101,68 @@ TEST_F(InterpTest, SysParamsAreCopiedInAndOut) {
 }
 
 TEST_F(InterpTest, SysParamTableAndSavedDefaults) {
-  VKL_SetInt(L, &cells[1], 600000);
-  ASSERT_EQ(rwPrivateValue(L, VKL_PV_WRITE_SYSPARAM, text(0, "StockID"), &cells[1]), 1);
-  VKL_SetReal(L, &cells[1], 2.5);
-  ASSERT_EQ(rwPrivateValue(L, VKL_PV_WRITE_SYSPARAM, text(0, "bRate"), &cells[1]), 1);
-
-  ASSERT_EQ(VKL_GetSysParams(L, &cells[2]), 1);
-  ASSERT_EQ(vkl_tag(&cells[2]), VKL_TTABLE);
-  EXPECT_EQ(VKL_HashCount(vkl_table(&cells[2])), 2);
-  EXPECT_EQ(VKL_AsInt(VKL_HashGetSZString(vkl_table(&cells[2]), "StockID")), 600000);
-  EXPECT_EQ(VKL_AsDouble(VKL_HashGetSZString(vkl_table(&cells[2]), "bRate")), 2.5);
-
+  auto write = [&](const char* name, int value) {
+    VKL_SetInt(L, &cells[1], value);
+    ASSERT_EQ(rwPrivateValue(L, VKL_PV_WRITE_SYSPARAM, text(0, name), &cells[1]), 1);
+  };
+  auto current = [&]() {
+    EXPECT_EQ(VKL_GetSysParams(L, &cells[2]), 1);
+    return vkl_table(&cells[2]);
+  };
+  write("StockID", 600000);
+  write("bRate", 2);
+  EXPECT_EQ(VKL_HashCount(current()), 2);
+  EXPECT_EQ(VKL_AsInt(VKL_HashGetSZString(current(), "StockID")), 600000);
   ASSERT_EQ(VKL_SetSysParams(L, &cells[3]), 1);
   EXPECT_EQ(vkl_int(&cells[3]), 2);
 
   // Changes after saving are undone by a reset; a parameter added later disappears.
-  VKL_SetInt(L, &cells[1], 1);
-  ASSERT_EQ(rwPrivateValue(L, VKL_PV_WRITE_SYSPARAM, text(0, "StockID"), &cells[1]), 1);
-  ASSERT_EQ(rwPrivateValue(L, VKL_PV_WRITE_SYSPARAM, text(0, "nDay"), &cells[1]), 1);
+  write("StockID", 1);
+  write("nDay", 1);
   VKL_ResetSysParams(L);
-  ASSERT_EQ(VKL_GetSysParams(L, &cells[2]), 1);
-  EXPECT_EQ(VKL_HashCount(vkl_table(&cells[2])), 2);
-  EXPECT_EQ(VKL_AsInt(VKL_HashGetSZString(vkl_table(&cells[2]), "StockID")), 600000);
-  EXPECT_EQ(VKL_HashGetSZString(vkl_table(&cells[2]), "nDay"), nullptr);
+  EXPECT_EQ(VKL_AsInt(VKL_HashGetSZString(current(), "StockID")), 600000);
+  EXPECT_EQ(VKL_HashGetSZString(current(), "nDay"), nullptr);
 
   // Freeing drops both; a reset then has nothing to restore.
   VKL_FreeSysParams(L);
   VKL_ResetSysParams(L);
-  ASSERT_EQ(VKL_GetSysParams(L, &cells[2]), 1);
-  EXPECT_EQ(VKL_HashCount(vkl_table(&cells[2])), 0);
-  ASSERT_EQ(VKL_SetSysParams(L, &cells[3]), 1);
-  EXPECT_EQ(vkl_int(&cells[3]), 0);
+  EXPECT_EQ(VKL_HashCount(current()), 0);
 }
 
-TEST_F(InterpTest, ParametersAreFreedWithTheState) {
-  VKL_State* other = VKL_InterpNewState();
+TEST(InterpStateLife, ParametersAreFreedWithTheState) {
+  VKL_State* L = VKL_InterpNewState();
   TObject name, value;
   vkl_put_nil(&name);
   vkl_put_nil(&value);
-  VKL_SetString(other, &name, "ResultFileName");
-  VKL_SetString(other, &value, "out.txt");
-  ASSERT_EQ(rwPrivateValue(other, VKL_PV_WRITE_SYSPARAM, &name, &value), 1);
-  ASSERT_EQ(VKL_SetSysParams(other, nullptr), 1);
-  VKL_FreeObjectContent(other, &name);
-  VKL_FreeObjectContent(other, &value);
-  EXPECT_GT(VKL_GetMemUsed(other), 0);
-  VKL_InterpFreeState(other);  // the sanitizer build reports a leak if the copies stay
+  VKL_SetString(L, &name, "ResultFileName");
+  ASSERT_EQ(rwPrivateValue(L, VKL_PV_WRITE_SYSPARAM, &name, &name), 1);
+  ASSERT_EQ(VKL_SetSysParams(L, nullptr), 1);
+  VKL_FreeObjectContent(L, &name);
+  EXPECT_GT(VKL_GetMemUsed(L), 0);
+  VKL_InterpFreeState(L);  // the sanitizer build reports a leak if the copies stay
 }
-
-// ---- stop request ----
 
 TEST_F(InterpTest, StopRequestPerStateAndGlobal) {
   VKL_State* other = VKL_InterpNewState();
-  EXPECT_EQ(VKL_InterpIsStopL(L), 0);
   VKL_InterpSetStop(L, 1);
   EXPECT_EQ(VKL_InterpIsStopL(L), 1);
   EXPECT_EQ(VKL_InterpIsStopL(other), 0);
-
   VKL_InterpStopAll(1);
   EXPECT_EQ(VKL_InterpIsStopL(other), 1);
-  EXPECT_EQ(VKL_InterpIsStopL(nullptr), 1);
   VKL_InterpStopAll(0);
   EXPECT_EQ(VKL_InterpIsStopL(other), 0);
   EXPECT_EQ(VKL_InterpIsStopL(L), 1);
-
   VKL_InterpSetStop(L, 0);
   EXPECT_EQ(VKL_InterpIsStopL(L), 0);
   VKL_InterpFreeState(other);
 }
 
-// ---- calls through the hooks ----
-
 namespace {
 
 const VKL_BoxType kTestFunction = {"test function", nullptr, nullptr};
 
-// Returns the sum of its integer arguments; a negative first argument fails, -100 throws.
-int sum_hook(VKL_State* L, const TObject* function, TObject* args, int nargs, TObject* result) {
-  EXPECT_EQ(vkl_tag(vkl_follow(function)), VKL_TFUNCTION);
+// The sum of the integer arguments; a negative first argument fails, -100 throws.
+int sum_hook(VKL_State* L, const TObject*, TObject* args, int nargs, TObject* result) {
   if (nargs > 0 && VKL_AsInt(&args[0]) == -100) throw std::runtime_error("script error");
   if (nargs > 0 && VKL_AsInt(&args[0]) < 0) return 0;
   int sum = 0;
@@ -228,22 +184,16 @@ TEST_F(InterpTest, RawCallNeedsAHookAndAFunctionValue) {
   vkl_put_int(&args[0], 2);
   vkl_put_int(&args[1], 3);
   VKL_SetString(L, &cells[1], "untouched");
-
   EXPECT_EQ(raw_call2(L, &cells[0], args, 2, &cells[1]), 0);
-  EXPECT_TRUE(is_text(&cells[1], "untouched"));
 
   VKL_InterpSetCallHook(L, sum_hook);
   EXPECT_EQ(raw_call2(L, &cells[2], args, 2, &cells[1]), 0);  // nil is not callable
   EXPECT_EQ(raw_call2(L, &cells[0], nullptr, 2, &cells[1]), 0);
-  EXPECT_EQ(raw_call2(L, &cells[0], args, 2, nullptr), 0);
   EXPECT_TRUE(is_text(&cells[1], "untouched"));
 
-  ASSERT_EQ(raw_call2(L, &cells[0], args, 2, &cells[1]), 1);
-  EXPECT_EQ(vkl_int(&cells[1]), 5);
   VKL_SetRef(L, &cells[3], &cells[0]);
-  ASSERT_EQ(raw_call2(L, &cells[3], args, 0, &cells[1]), 1);
-  EXPECT_EQ(vkl_int(&cells[1]), 0);
-
+  ASSERT_EQ(raw_call2(L, &cells[3], args, 2, &cells[1]), 1);
+  EXPECT_EQ(vkl_int(&cells[1]), 5);
   vkl_put_int(&args[0], -1);
   EXPECT_EQ(raw_call2(L, &cells[0], args, 2, &cells[1]), 0);
   vkl_put_int(&args[0], -100);
@@ -255,13 +205,10 @@ TEST_F(InterpTest, ClassHookAnswersAndThrowsThrough) {
   EXPECT_EQ(VKL_InstantiateClass(L, name, 1, &cells[1]), 0);
   VKL_InterpSetClassHook(L, class_hook);
   VKL_SetUser(L, "class_user", nullptr);
-  EXPECT_EQ(VKL_InstantiateClass(L, name, 1, &cells[1]), 0);
   VKL_SetUserRights("class_user", VKL_RIGHT_CLASS);
   EXPECT_EQ(VKL_InstantiateClass(L, name, 1, &cells[1]), 1);
   EXPECT_THROW(VKL_InstantiateClass(L, name, 0, &cells[1]), std::runtime_error);
 }
-
-// ---- service callback and host data ----
 
 TEST_F(InterpTest, ServiceGivesTheFileName) {
   auto file_name = [&] {
@@ -270,13 +217,5 @@ TEST_F(InterpTest, ServiceGivesTheFileName) {
   EXPECT_STREQ(file_name(), "");
   VKL_InterpSetFileName(L, "/tmp/job.vkl");
   EXPECT_STREQ(file_name(), "/tmp/job.vkl");
-  VKL_InterpSetFileName(L, nullptr);
-  EXPECT_STREQ(file_name(), "");
-  EXPECT_EQ(VKL_InterpService(L, 23, nullptr), 0);
   EXPECT_EQ(VKL_InterpService(L, 25, nullptr), 0);
-
-  int host = 0;
-  EXPECT_EQ(VKL_InterpGetHostData(L), nullptr);
-  VKL_InterpSetHostData(L, &host);
-  EXPECT_EQ(VKL_InterpGetHostData(L), &host);
 }
