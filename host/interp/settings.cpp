@@ -3,10 +3,11 @@
 #include <cctype>
 #include <cerrno>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <mutex>
 #include <shared_mutex>
-#include <sstream>
 
 #include "interp_internal.h"
 
@@ -80,14 +81,23 @@ bool parse_int(const std::string& value, int* out) {
   return true;
 }
 
+// The whole of a regular file; false when it is missing, not a regular file or unreadable.
+bool read_file(const char* path, std::string* out) {
+  std::error_code error;
+  if (!std::filesystem::is_regular_file(path, error)) return false;
+  std::ifstream in(path, std::ios::binary);
+  if (!in) return false;
+  out->assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+  return !in.bad();
+}
+
 class Settings {
  public:
   // Replaces the settings with the file's; false (empty settings) when it cannot be read.
   bool load(const char* path) {
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream text;
-    const bool read = in && (text << in.rdbuf(), true) && !in.bad();
-    auto sections = read ? parse_ini(text.view()) : vkl::interp::NameMap<Section>{};
+    std::string text;
+    const bool read = read_file(path, &text);
+    auto sections = read ? parse_ini(text) : vkl::interp::NameMap<Section>{};
     std::unique_lock lock(mutex_);
     sections_ = std::move(sections);
     path_ = path;

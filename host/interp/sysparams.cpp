@@ -26,7 +26,9 @@ SysParam* find_param(std::vector<SysParam>& params, std::string_view name) {
   return it == params.end() ? nullptr : &*it;
 }
 
+// A reference is followed: the parameter keeps the value, never a link to a script variable.
 int write_param(VKL_State* L, InterpData* d, std::string_view name, const TObject* value) {
+  value = vkl_follow(value);
   if (SysParam* p = find_param(d->params, name)) return VKL_DupObject(L, &p->value, value);
   SysParam fresh{std::string(name), {}};
   vkl_put_nil(&fresh.value);

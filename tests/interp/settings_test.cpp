@@ -80,12 +80,13 @@ TEST_F(SettingsTest, ReloadNotifiesWithPathAndKind) {
   std::remove(path_.c_str());
   EXPECT_EQ(VKL_LoadSettings(path_.c_str()), 0);
   EXPECT_EQ(VKL_FileMgrGetPrivateProfileInt("a", "x", -3), -3);
-  EXPECT_EQ(g_notified.size(), 3u);
+  EXPECT_EQ(VKL_LoadSettings(::testing::TempDir().c_str()), 0);  // a directory
+  EXPECT_EQ(g_notified.size(), 4u);
 
   VKL_NotifyIni("filemgr.ini", VKL_INI_FILEMGR);
-  ASSERT_EQ(g_notified.size(), 4u);
-  EXPECT_EQ(g_notified[3].first, "filemgr.ini");
-  EXPECT_EQ(VKL_IsNotifyFileMgrIni(g_notified[3].first.c_str(), g_notified[3].second), 1);
+  ASSERT_EQ(g_notified.size(), 5u);
+  EXPECT_EQ(g_notified[4].first, "filemgr.ini");
+  EXPECT_EQ(VKL_IsNotifyFileMgrIni(g_notified[4].first.c_str(), g_notified[4].second), 1);
 }
 
 namespace {

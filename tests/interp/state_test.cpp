@@ -91,11 +91,14 @@ TEST_F(InterpTest, SysParamsAreCopiedInAndOut) {
   ASSERT_EQ(rwPrivateValue(L, VKL_PV_READ_SYSPARAM, text(4, "cycle"), &cells[3]), 1);
   EXPECT_EQ(vkl_tag(&cells[3]), VKL_TNIL);
 
-  // Writing again replaces the value; a name of kind 6 behind a reference works too.
+  // Writing again replaces the value; names of kind 6 and references (to the name or to the
+  // value, which is stored itself) work too.
   VKL_SetString(L, &cells[1], "day");
   cells[0].tag = VKL_TSTRING2;
   VKL_SetRef(L, &cells[5], &cells[0]);
-  ASSERT_EQ(rwPrivateValue(L, VKL_PV_WRITE_SYSPARAM, &cells[5], &cells[1]), 1);
+  VKL_SetRef(L, &cells[4], &cells[1]);
+  ASSERT_EQ(rwPrivateValue(L, VKL_PV_WRITE_SYSPARAM, &cells[5], &cells[4]), 1);
+  VKL_SetInt(L, &cells[1], 0);
   ASSERT_EQ(rwPrivateValue(L, VKL_PV_READ_SYSPARAM, name, &cells[3]), 1);
   EXPECT_TRUE(is_text(&cells[3], "day"));
 }
