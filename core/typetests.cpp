@@ -1,0 +1,264 @@
+// Kinds of values: datatype, the single-kind tests, none values, object states and copies.
+//
+// Failure policy: a malformed call (wrong count, a deep flag that is not a number, getnone of
+// something else) returns 0 with the result untouched; so does a deep walk that runs out of
+// stack or memory. A test never fails on the kind it inspects: it answers 0.
+#include <strings.h>
+
+#include <cstdint>
+
+#include <vkl/interp.h>
+#include <vkl/kernel.h>
+
+#include "core/typetests.h"
+#include "plugin/args.h"
+
+namespace vkl::core {
+namespace {
+
+using plugin::arg_at;
+using plugin::arg_is_number;
+
+// Stack kept free below a deep walk, so nesting of any depth fails the call instead of the
+// process.
+constexpr int64_t kStackReserve = 256 * 1024;
+
+bool stack_room() {
+  const int64_t avail = VKL_StackAvail();
+  return avail == 0 || avail >= kStackReserve;
+}
+
+// The answer for one value that is not walked into: a kind code or a test's 1 / 0.
+using LeafAnswer = int32_t (*)(const TObject* cell);
+
+// Moves a finished value into the nil cell `dst`, which takes over what `src` held.
+void move_into_nil(TObject* dst, TObject* src) {
+  *dst = *src;
+  vkl_put_nil(src);
+}
+
+// Walks a table while `budget` is not zero, giving every entry the answer of its value; an
+// entry that is a table is walked with one less budget. A negative budget never reaches zero,
+// so it walks every level. `follow` says whether a reference is answered as its target.
+class DeepAnswer {
+ public:
+  DeepAnswer(VKL_State* L, LeafAnswer leaf, bool follow) : L_(L), leaf_(leaf), follow_(follow) {}
+
+  // Answers the value `x`; 0 when stack or memory ran out (`out`, a nil cell, stays nil).
+  bool answer(const TObject* x, int64_t budget, TObject* out) {
+    const TObject* cell = follow_ ? vkl_follow(x) : x;
+    if (budget == 0 || cell->tag != VKL_TTABLE) {
+      VKL_SetInt(L_, out, leaf_(cell));
+      return true;
+    }
+    return answer_table(vkl_table(cell), budget, out);
+  }
+
+ private:
+  bool answer_table(const VKL_Table* t, int64_t budget, TObject* out) {
+    if (!stack_room()) return false;
+    TObject fresh;
+    vkl_put_nil(&fresh);
+    VKL_Table* answers = VKL_NewHashEx(L_, &fresh, VKL_HashArrayCount(t), VKL_HashHashCount(t));
+    if (!answers) return false;
+    const int64_t positions = VKL_HashRawCount(t);
+    for (int64_t pos = 0; pos < positions; ++pos) {
+      const TObject* key = nullptr;
+      const TObject* value = VKL_HashRawGetN(t, pos, &key);
+      if (!value) continue;
+      TObject element;
+      vkl_put_nil(&element);
+      TObject* slot = nullptr;
+      if (!answer(value, budget - 1, &element) || !(slot = VKL_HashSet(L_, answers, key))) {
+        VKL_FreeObjectContent(L_, &element);
+        VKL_FreeObjectContent(L_, &fresh);
+        return false;
+      }
+      move_into_nil(slot, &element);
+    }
+    move_into_nil(out, &fresh);
+    return true;
+  }
+
+  VKL_State* L_;
+  LeafAnswer leaf_;
+  bool follow_;
+};
+
+// The common body of datatype and the single-kind tests: (x [, deep]).
+int answer_kind(VKL_State* L, TObject* args, int nargs, TObject* result, LeafAnswer leaf,
+                bool follow = true) {
+  if (nargs < 1 || nargs > 2) return 0;
+  if (nargs == 2 && !arg_is_number(args, nargs, 1)) return 0;
+  const int64_t depth = nargs == 2 ? VKL_AsInt(arg_at(args, 1)) : 0;
+  TObject answer;
+  vkl_put_nil(&answer);
+  DeepAnswer walker(L, leaf, follow);
+  if (!walker.answer(&args[0], -depth, &answer)) return 0;
+  VKL_FreeObjectContent(L, result);
+  move_into_nil(result, &answer);
+  return 1;
+}
+
+int32_t kind_of(const TObject* o) {
+  return vkl_kind(o);
+}
+
+template <int... Tags>
+int32_t is_kind(const TObject* o) {
+  return ((o->tag == Tags) || ...) ? 1 : 0;
+}
+
+// The object header of a host object cell, or null.
+const VKL_HostObject* host_object(const TObject* o) {
+  const auto* box = static_cast<const VKL_Box*>(vkl_ptr(o));
+  return box ? static_cast<const VKL_HostObject*>(box->data) : nullptr;
+}
+
+}  // namespace
+
+// datatype(x [, deep]): the kind code of x; deep: a table of element kinds, the element type of
+// a fixed matrix
+int datatype(VKL_State* L, TObject* args, int nargs, TObject* result) {
+  const TObject* x = nargs >= 1 ? arg_at(args, 0) : nullptr;
+  if (nargs == 2 && x->tag == VKL_TFIXEDMATRIX && arg_is_number(args, nargs, 1) &&
+      VKL_AsInt(arg_at(args, 1)) != 0) {
+    VKL_SetInt(L, result, VKL_FMGetType(static_cast<const VKL_FixedMatrix*>(vkl_ptr(x))));
+    return 1;
+  }
+  return answer_kind(L, args, nargs, result, kind_of);
+}
+
+// ifint(x [, deep]): 1 for a 32-bit integer
+int ifint(VKL_State* L, TObject* args, int nargs, TObject* result) {
+  return answer_kind(L, args, nargs, result, is_kind<VKL_TINT>);
+}
+
+// ifreal(x [, deep]): 1 for a real
+int ifreal(VKL_State* L, TObject* args, int nargs, TObject* result) {
+  return answer_kind(L, args, nargs, result, is_kind<VKL_TREAL>);
+}
+
+// ifint64(x [, deep]): 1 for a 64-bit integer
+int ifint64(VKL_State* L, TObject* args, int nargs, TObject* result) {
+  return answer_kind(L, args, nargs, result, is_kind<VKL_TINT64>);
+}
+
+// ifnumber(x [, deep]): 1 for an integer, a real or a 64-bit integer
+int ifnumber(VKL_State* L, TObject* args, int nargs, TObject* result) {
+  return answer_kind(L, args, nargs, result, is_kind<VKL_TINT, VKL_TREAL, VKL_TINT64>);
+}
+
+// ifstring(x [, deep]): 1 for a narrow string of either kind
+int ifstring(VKL_State* L, TObject* args, int nargs, TObject* result) {
+  return answer_kind(L, args, nargs, result, is_kind<VKL_TSTRING, VKL_TSTRING2>);
+}
+
+// ifwstring(x [, deep]): 1 for a wide string
+int ifwstring(VKL_State* L, TObject* args, int nargs, TObject* result) {
+  return answer_kind(L, args, nargs, result, is_kind<VKL_TWSTRING>);
+}
+
+// ifarray(x [, deep]): 1 for a table
+int ifarray(VKL_State* L, TObject* args, int nargs, TObject* result) {
+  return answer_kind(L, args, nargs, result, is_kind<VKL_TTABLE>);
+}
+
+// ifnil(x [, deep]): 1 for nil
+int ifnil(VKL_State* L, TObject* args, int nargs, TObject* result) {
+  return answer_kind(L, args, nargs, result, is_kind<VKL_TNIL>);
+}
+
+// ifexp(x [, deep]): 1 for either expression form
+int ifexp(VKL_State* L, TObject* args, int nargs, TObject* result) {
+  return answer_kind(L, args, nargs, result, is_kind<VKL_TFUNCTION, VKL_TEXPRESSION>);
+}
+
+// ifgraph(x [, deep]): 1 for a graph
+int ifgraph(VKL_State* L, TObject* args, int nargs, TObject* result) {
+  return answer_kind(L, args, nargs, result, is_kind<VKL_TGRAPH>);
+}
+
+// ifgraphgroup(x [, deep]): 1 for a graph group
+int ifgraphgroup(VKL_State* L, TObject* args, int nargs, TObject* result) {
+  return answer_kind(L, args, nargs, result, is_kind<VKL_TGRAPHGROUP>);
+}
+
+// ifbinary(x [, deep]): 1 for a binary
+int ifbinary(VKL_State* L, TObject* args, int nargs, TObject* result) {
+  return answer_kind(L, args, nargs, result, is_kind<VKL_TBINARY>);
+}
+
+// ifobj(x [, deep]): 1 for any of the host object kinds
+int ifobj(VKL_State* L, TObject* args, int nargs, TObject* result) {
+  return answer_kind(L, args, nargs, result,
+                     is_kind<VKL_TOBJECT, VKL_TOBJECT14, VKL_TOBJECT15, VKL_TOBJECT16,
+                             VKL_TOBJECT23, VKL_TOBJECT36, VKL_TOBJECT37, VKL_TOBJECT38>);
+}
+
+// ifmatrix(x [, deep]): 1 for a cell matrix
+int ifmatrix(VKL_State* L, TObject* args, int nargs, TObject* result) {
+  return answer_kind(L, args, nargs, result, is_kind<VKL_TMATRIX>);
+}
+
+// iffmarray(x [, deep]): 1 for a fixed matrix
+int iffmarray(VKL_State* L, TObject* args, int nargs, TObject* result) {
+  return answer_kind(L, args, nargs, result, is_kind<VKL_TFIXEDMATRIX>);
+}
+
+// ifcache(x [, deep]): 1 when the argument itself is a reference (not followed)
+int ifcache(VKL_State* L, TObject* args, int nargs, TObject* result) {
+  return answer_kind(L, args, nargs, result, is_kind<VKL_TREF>, false);
+}
+
+// ifnone(x [, code]): 1 for a none value, of the given code when one is given
+int ifnone(VKL_State* L, TObject* args, int nargs, TObject* result) {
+  if (nargs < 1 || nargs > 2) return 0;
+  const TObject* x = arg_at(args, 0);
+  bool none = x->tag == VKL_TNONE;
+  if (none && nargs == 2) none = vkl_none_code(x) == VKL_AsInt(arg_at(args, 1));
+  VKL_SetInt(L, result, none ? 1 : 0);
+  return 1;
+}
+
+// getnone(x): the code of a none value
+int getnone(VKL_State* L, TObject* args, int nargs, TObject* result) {
+  if (nargs != 1) return 0;
+  const TObject* x = arg_at(args, 0);
+  if (x->tag != VKL_TNONE) return 0;
+  VKL_SetInt(L, result, vkl_none_code(x));
+  return 1;
+}
+
+// objectstate(x): the state field of a host object; -1 for anything else
+int objectstate(VKL_State* L, TObject* args, int nargs, TObject* result) {
+  if (nargs != 1) return 0;
+  const TObject* x = arg_at(args, 0);
+  int32_t state = -1;
+  switch (x->tag) {
+    case VKL_TOBJECT23:
+      if (const VKL_HostObject* obj = host_object(x)) state = obj->state;
+      break;
+    case VKL_TOBJECT16:
+    case VKL_TOBJECT36:
+    case VKL_TOBJECT38:
+      // Only instances of script classes carry a state these kinds share.
+      if (const VKL_HostObject* obj = host_object(x);
+          obj && obj->class_name && strcasecmp(obj->class_name, "VKLObject") == 0) {
+        state = obj->state;
+      }
+      break;
+    default:
+      break;
+  }
+  VKL_SetInt(L, result, state);
+  return 1;
+}
+
+// dupvalue(x): a deep copy whose tables are variables, independent of x
+int dupvalue(VKL_State* L, TObject* args, int nargs, TObject* result) {
+  if (nargs != 1) return 0;
+  return VKL_DupObject(L, result, &args[0]);
+}
+
+}  // namespace vkl::core
