@@ -1,0 +1,148 @@
+// The script engine: runs scripts on one interpreter state. It owns the globals and the
+// functions the scripts declare, installs itself as the state's host data and the hook through
+// which raw_call2 calls function values, and reports runtime errors as "FILE:LINE: message".
+#pragma once
+
+#include <vkl/interp.h>
+#include <vkl/kernel.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "host/vkl/ast.h"
+#include "host/vkl/cells.h"
+#include "host/vkl/parser.h"
+
+namespace vkl::lang {
+
+// A runtime error; `stopped` when the run was asked to stop, which no test helper catches.
+struct ScriptError : std::runtime_error {
+  ScriptError(const std::string& message, bool stop)
+      : std::runtime_error(message), stopped(stop) {}
+  bool stopped;
+};
+
+struct TestTally {
+  int64_t passed = 0;
+  int64_t failed = 0;
+};
+
+enum class PieceResult { Ok, Incomplete, Error };
+
+class Engine {
+ public:
+  // `out` receives echo output and, in test runs, the test report.
+  explicit Engine(VKL_State* L, std::FILE* out = stdout);
+  ~Engine();
+  Engine(const Engine&) = delete;
+  Engine& operator=(const Engine&) = delete;
+
+  // Parses and runs a whole script; false with the message in `error` on a syntax or runtime
+  // error.
+  bool run(std::string_view source, const std::string& file, std::string* error);
+  // Runs a test script: each failing check is reported, a runtime error fails its top-level
+  // statement and the run goes on with the next one.
+  TestTally run_tests(std::string_view source, const std::string& file);
+  // Runs one piece of interactive input, showing the value of each expression statement.
+  // Incomplete: the input stops inside a statement and more lines are needed.
+  PieceResult run_piece(std::string_view source, const std::string& file, std::string* error);
+
+  VKL_State* state() const { return L_; }
+  std::FILE* out() const { return out_; }
+  // The cell of a global variable (lower-case name), or null when no script named it.
+  const TObject* global(const std::string& lower) const;
+
+  // ---- used by the parser and the evaluator ----
+
+  Slot global_slot(const std::string& lower);
+  bool find_global(const std::string& lower, Slot* slot) const;
+  TObject* cell(Frame& F, const Slot& s) {
+    return s.global ? &globals_[static_cast<size_t>(s.index)] : &F.locals[s.index];
+  }
+  // Changes whenever the script functions change, so call nodes re-resolve their names.
+  uint64_t generation() const { return generation_; }
+  const Function* find_function(const std::string& lower) const;
+
+  [[noreturn]] void fail(const Frame& F, int line, const std::string& message) const;
+  void check_stop(const Frame& F, int line) const {
+    if (VKL_InterpIsStopL(L_)) stopped(F, line);
+  }
+  [[noreturn]] void stopped(const Frame& F, int line) const;
+
+  // Calls a script function with arguments evaluated in the caller's frame.
+  void call_function(const Function& fn, const Args& args, Frame& caller, TObject* out, int line);
+  // Calls a function value with ready argument cells (copied, never changed); `at` names the
+  // calling place for errors. Throws ScriptError.
+  void call_value(const TObject* function, TObject* args, int nargs, TObject* out,
+                  const Frame& caller, int line);
+  // A function value (kind 12) of a script function or of a registered handler.
+  void make_function_value(TObject* out, const Function* fn, VKL_Handler handler,
+                           const std::string& name);
+
+  // The error a function value raised inside a handler (through raw_call2), kept until the
+  // handler returns.
+  std::optional<ScriptError> take_callback_error() {
+    std::optional<ScriptError> e = std::move(callback_error_);
+    callback_error_.reset();
+    return e;
+  }
+
+  // Text forms in UTF-8: the display form (echo) and the literal form.
+  std::string display_text(const TObject* o) const;
+  std::string literal_text(const TObject* o) const;
+
+  void count_check(bool passed) { passed ? ++tally_.passed : ++tally_.failed; }
+  void report(const Frame& F, int line, const std::string& message);
+
+ private:
+  static int call_hook(VKL_State* L, const TObject* function, TObject* args, int nargs,
+                       TObject* result);
+  std::unique_ptr<Chunk> compile(std::string_view source, const std::string& file,
+                                 const ParseOptions& options);
+  void declare(Chunk& chunk);
+  void run_body(const Function& fn, TObject* locals, TObject* out);
+  void check_depth(const Frame& F, int line) const;
+  const std::string* intern_file(const std::string& file);
+
+  VKL_State* L_;
+  std::FILE* out_;
+  std::vector<TObject> globals_;
+  std::unordered_map<std::string, int> global_index_;
+  std::unordered_map<std::string, const Function*> functions_;
+  std::vector<std::unique_ptr<Function>> all_functions_;
+  std::vector<std::unique_ptr<Chunk>> chunks_;
+  std::vector<std::unique_ptr<std::string>> files_;
+  uint64_t generation_ = 1;
+  int depth_ = 0;
+  std::optional<ScriptError> callback_error_;
+  TestTally tally_;
+};
+
+// A cell copied the way a script copies values: scalars as they are, strings duplicated,
+// tables shared. `dst` is a nil cell; false when memory is short.
+bool copy_cell(VKL_State* L, TObject* dst, const TObject* src);
+// Moves a cell: `dst` (released first) takes over what `src` held and `src` becomes nil.
+void move_cell(VKL_State* L, TObject* dst, TObject* src);
+
+// A cell released on every way out of a scope.
+class TempCell {
+ public:
+  explicit TempCell(VKL_State* L) : L_(L) { vkl_put_nil(&cell_); }
+  ~TempCell() { release_cell(L_, &cell_); }
+  TempCell(const TempCell&) = delete;
+  TempCell& operator=(const TempCell&) = delete;
+  TObject* get() { return &cell_; }
+
+ private:
+  VKL_State* L_;
+  TObject cell_;
+};
+
+}  // namespace vkl::lang

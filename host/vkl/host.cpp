@@ -1,0 +1,97 @@
+#include "host/vkl/host.h"
+
+#include <dlfcn.h>
+#include <pwd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <vector>
+
+namespace vkl::lang {
+namespace {
+
+using PluginInit = int (*)(VKL_State*, VKL_RegisterTableFn);
+using PluginDoc = int (*)(const char*, const char**, const char**);
+
+bool is_file(const std::string& path) {
+  struct stat st;
+  return ::stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode);
+}
+
+}  // namespace
+
+std::string program_directory() {
+  std::vector<char> buf(4096);
+  const ssize_t n = ::readlink("/proc/self/exe", buf.data(), buf.size() - 1);
+  if (n <= 0) return "./";
+  std::string path(buf.data(), static_cast<size_t>(n));
+  const size_t slash = path.rfind('/');
+  return slash == std::string::npos ? "./" : path.substr(0, slash + 1);
+}
+
+std::string system_user_name() {
+  if (const passwd* pw = ::getpwuid(::getuid()); pw && pw->pw_name) return pw->pw_name;
+  return std::to_string(::getuid());
+}
+
+Host::~Host() {
+  // The library stays loaded: objects it registered may be released after the state.
+  if (L_) VKL_InterpFreeState(L_);
+}
+
+bool Host::start(const HostOptions& options, std::string* error) {
+  L_ = VKL_InterpNewState();
+  if (!L_) {
+    *error = "cannot create the interpreter state";
+    return false;
+  }
+  const std::string user = options.user.empty() ? system_user_name() : options.user;
+  VKL_SetUser(L_, user.c_str(), user.c_str());
+  VKL_SetUserRights(user.c_str(), VKL_RIGHT_ALL & ~options.denied_rights);
+
+  std::string config = options.config;
+  bool required = !config.empty();
+  if (config.empty()) {
+    if (const char* env = std::getenv("VKL_CONFIG"); env && *env) {
+      config = env;
+      required = true;
+    } else {
+      config = program_directory() + "vkl.ini";
+    }
+  }
+  if (required && !is_file(config)) {
+    *error = "cannot read the settings file " + config;
+    return false;
+  }
+  if (!VKL_LoadSettings(config.c_str()) && required) {
+    *error = "cannot read the settings file " + config;
+    return false;
+  }
+
+  const std::string plugin =
+      options.plugin.empty() ? program_directory() + "libvklcplugin.so" : options.plugin;
+  if (options.plugin.empty() && !is_file(plugin)) return true;  // run without the library
+  plugin_ = ::dlopen(plugin.c_str(), RTLD_NOW | RTLD_GLOBAL);
+  if (!plugin_) {
+    *error = std::string("cannot load ") + plugin + ": " + ::dlerror();
+    return false;
+  }
+  auto init = reinterpret_cast<PluginInit>(::dlsym(plugin_, "PKG_Init"));
+  if (!init) {
+    *error = plugin + " exports no PKG_Init";
+    return false;
+  }
+  init(L_, &registerTable);
+  return true;
+}
+
+int Host::describe(const char* name, const char** signature, const char** summary) const {
+  auto doc = plugin_ ? reinterpret_cast<PluginDoc>(::dlsym(plugin_, "VKL_PluginFunctionDoc"))
+                     : nullptr;
+  if (!doc) return -1;
+  return doc(name, signature, summary) ? 1 : 0;
+}
+
+}  // namespace vkl::lang
