@@ -1,0 +1,40 @@
+#include "plugin/extension.h"
+
+#include "plugin/loaded_modules.h"
+
+namespace vkl::plugin {
+namespace {
+
+struct Extension {
+  const char* file;
+  void* handle;
+  VKL_CallValueAny evaluator;
+};
+
+// Indexed by ExtensionModule; filled on first successful use and kept.
+Extension g_extensions[] = {
+    {"CoreAux2.so", nullptr, nullptr},
+    {"CalAux.so", nullptr, nullptr},
+    {"TextAux.so", nullptr, nullptr},
+    {"NumAux.so", nullptr, nullptr},
+};
+
+}  // namespace
+
+VKL_CallValueAny extension_evaluator(ExtensionModule module) {
+  Extension& ext = g_extensions[static_cast<int>(module)];
+  if (ext.evaluator) return ext.evaluator;
+  if (!ext.handle) ext.handle = find_loaded_module(ext.file);
+  if (!ext.handle) return nullptr;
+  ext.evaluator = reinterpret_cast<VKL_CallValueAny>(module_symbol(ext.handle, "CALL_VALUEANY"));
+  return ext.evaluator;
+}
+
+int call_extension(ExtensionModule module, int function, VKL_State* L, TObject* args, int nargs,
+                   TObject* result) {
+  VKL_CallValueAny evaluator = extension_evaluator(module);
+  if (!evaluator) return 0;
+  return evaluator(L, function, args, nargs, result);
+}
+
+}  // namespace vkl::plugin

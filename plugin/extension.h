@@ -1,0 +1,21 @@
+// Extension modules: modules the host loads itself, whose one evaluator "CALL_VALUEANY"
+// serves the legacy functions of a group by number. The library never loads them; it finds
+// them among the modules already in the process.
+#pragma once
+
+#include <vkl/interp.h>
+
+namespace vkl::plugin {
+
+enum class ExtensionModule { CoreAux2, CalAux, TextAux, NumAux };
+
+// The module's evaluator, cached after the first successful look-up; null while the module is
+// not loaded or lacks the export (the next call then looks again).
+VKL_CallValueAny extension_evaluator(ExtensionModule module);
+
+// Hands a call to the evaluator of the module with the function's number in its group; 0 when
+// the evaluator cannot be found.
+int call_extension(ExtensionModule module, int function, VKL_State* L, TObject* args, int nargs,
+                   TObject* result);
+
+}  // namespace vkl::plugin

@@ -1,0 +1,32 @@
+// A system-wide named mutex: owned by a thread, re-entrant for its owner, shared by every
+// process that opens the same name. When an owner dies holding it, the next waiter gets it
+// back with the "abandoned" code.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace vkl::system {
+
+// Wait results, the codes scripts see.
+enum : int { kWaitAcquired = 0, kWaitAbandoned = 128, kWaitTimedOut = 258, kWaitFailed = -1 };
+
+// Opens the mutex of that name, creating it when it does not exist yet; not owned afterwards.
+// Returns a handle, or 0 when the mutex could not be made.
+intptr_t named_mutex_open(std::string_view name);
+
+// Waits up to `ms` milliseconds (negative: without limit) and returns one of the codes above.
+int named_mutex_wait(intptr_t handle, int64_t ms);
+
+// Gives up one level of ownership; false when the calling thread does not own the mutex.
+bool named_mutex_release(intptr_t handle);
+
+// Closes a handle from named_mutex_open. The mutex itself stays for other openers.
+void named_mutex_close(intptr_t handle);
+
+// The shared-memory object that holds the mutex of that name ("/" and a name the system
+// accepts: bytes it refuses are mapped out, and very long names are shortened with a hash).
+std::string named_mutex_object_name(std::string_view name);
+
+}  // namespace vkl::system
