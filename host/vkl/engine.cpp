@@ -51,13 +51,6 @@ class DepthCount {
   int& depth_;
 };
 
-std::string lower_case(std::string_view s) {
-  std::string out(s);
-  for (char& c : out)
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  return out;
-}
-
 }  // namespace
 
 Engine::Engine(VKL_State* L, std::FILE* out) : L_(L), out_(out) {
@@ -243,7 +236,7 @@ std::unique_ptr<Chunk> Engine::compile(std::string_view source, const std::strin
 
 void Engine::declare(Chunk& chunk) {
   for (auto& fn : chunk.functions) {
-    functions_[lower_case(fn->name)] = fn.get();
+    functions_[ascii_lower(fn->name)] = fn.get();
     all_functions_.push_back(std::move(fn));
   }
   chunk.functions.clear();
@@ -258,6 +251,19 @@ std::string syntax_message(const std::string& file, const SyntaxError& e) {
 
 }  // namespace
 
+bool Engine::execute(const Chunk& chunk, std::string* error) {
+  OwnedFrame top(L_);
+  top.file = chunk.file;
+  try {
+    for (const StmtPtr& s : chunk.statements)
+      if (s->exec(*this, top) == Flow::Return) break;
+  } catch (const ScriptError& e) {
+    *error = e.what();
+    return false;
+  }
+  return true;
+}
+
 bool Engine::run(std::string_view source, const std::string& file, std::string* error) {
   std::unique_ptr<Chunk> chunk;
   try {
@@ -267,16 +273,7 @@ bool Engine::run(std::string_view source, const std::string& file, std::string* 
     return false;
   }
   declare(*chunk);
-  OwnedFrame top(L_);
-  top.file = chunk->file;
-  try {
-    for (const StmtPtr& s : chunk->statements)
-      if (s->exec(*this, top) == Flow::Return) break;
-  } catch (const ScriptError& e) {
-    *error = e.what();
-    return false;
-  }
-  return true;
+  return execute(*chunk, error);
 }
 
 TestTally Engine::run_tests(std::string_view source, const std::string& file) {
@@ -317,16 +314,7 @@ PieceResult Engine::run_piece(std::string_view source, const std::string& file,
     return PieceResult::Error;
   }
   declare(*chunk);
-  OwnedFrame top(L_);
-  top.file = chunk->file;
-  try {
-    for (const StmtPtr& s : chunk->statements)
-      if (s->exec(*this, top) == Flow::Return) break;
-  } catch (const ScriptError& e) {
-    *error = e.what();
-    return PieceResult::Error;
-  }
-  return PieceResult::Ok;
+  return execute(*chunk, error) ? PieceResult::Ok : PieceResult::Error;
 }
 
 }  // namespace vkl::lang

@@ -107,6 +107,8 @@ class Engine {
   std::unique_ptr<Chunk> compile(std::string_view source, const std::string& file,
                                  const ParseOptions& options);
   void declare(Chunk& chunk);
+  // Runs top-level statements up to the first error.
+  bool execute(const Chunk& chunk, std::string* error);
   void run_body(const Function& fn, TObject* locals, TObject* out);
   void check_depth(const Frame& F, int line) const;
   const std::string* intern_file(const std::string& file);

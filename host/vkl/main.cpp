@@ -23,6 +23,7 @@
 #include "host/vkl/engine.h"
 #include "host/vkl/host.h"
 #include "host/vkl/repl.h"
+#include "host/vkl/text_codec.h"
 
 namespace {
 
@@ -83,9 +84,8 @@ std::optional<std::string> parse_command_line(int argc, char** argv, CommandLine
     return true;
   };
   int i = 1;
-  auto value = [&](const char* option) -> std::optional<std::string> {
+  auto value = [&]() -> std::optional<std::string> {
     if (i + 1 >= argc) return std::nullopt;
-    (void)option;
     return std::string(argv[++i]);
   };
   for (; i < argc; ++i) {
@@ -97,7 +97,7 @@ std::optional<std::string> parse_command_line(int argc, char** argv, CommandLine
     if (arg.empty() || arg[0] != '-') break;
     if (arg == "--user" || arg == "--deny" || arg == "--config" || arg == "--plugin" ||
         arg == "-e" || arg == "--help") {
-      const auto v = value(arg.c_str());
+      const auto v = value();
       if (!v) return arg + " needs a value";
       if (arg == "--user") cl->host.user = *v;
       else if (arg == "--deny") {
@@ -171,6 +171,7 @@ int run_tests(Host& host, const std::vector<std::string>& files) {
       ++total.failed;
       continue;
     }
+    VKL_InterpSetFileName(host.state(), file.c_str());
     Engine engine(host.state());
     const vkl::lang::TestTally t = engine.run_tests(*source, file);
     total.passed += t.passed;
@@ -184,9 +185,7 @@ int run_tests(Host& host, const std::vector<std::string>& files) {
 }
 
 int list_functions(const std::string& prefix) {
-  std::string lower = prefix;
-  for (char& c : lower)
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  const std::string lower = vkl::lang::ascii_lower(prefix);
   const int64_t n = VKL_FunctionCount();
   for (int64_t i = 0; i < n; ++i) {
     const char* name = VKL_FunctionName(i);
@@ -196,9 +195,7 @@ int list_functions(const std::string& prefix) {
 }
 
 int describe_function(const Host& host, const std::string& name) {
-  std::string lower = name;
-  for (char& c : lower)
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  const std::string lower = vkl::lang::ascii_lower(name);
   if (!VKL_FindFunction(lower.c_str(), -1)) {
     std::fprintf(stderr, "vkl: unknown function %s\n", name.c_str());
     return 1;
@@ -260,7 +257,7 @@ int vkl_main(int argc, char** argv) {
 #if defined(__SANITIZE_ADDRESS__)
 constexpr size_t kScriptStack = 48u << 20;
 #else
-constexpr size_t kScriptStack = 256u << 20;
+constexpr size_t kScriptStack = 64u << 20;
 #endif
 
 struct MainCall {

@@ -7,6 +7,7 @@
 #include <unordered_set>
 
 #include "host/vkl/engine.h"
+#include "host/vkl/text_codec.h"
 
 namespace vkl::lang {
 namespace {
@@ -16,13 +17,6 @@ namespace {
 constexpr int kMaxNesting = 400;
 constexpr int kMaxHeight = 1000;
 constexpr int64_t kParserStackReserve = 512 * 1024;
-
-std::string lower_case(std::string_view s) {
-  std::string out(s);
-  for (char& c : out)
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  return out;
-}
 
 class Parser {
  public:
@@ -212,7 +206,7 @@ class Parser {
   StmtPtr for_statement() {
     const int line = advance().line;
     const Token& name = expect(Tok::Ident);
-    const Slot s = resolve(lower_case(name.text));
+    const Slot s = resolve(ascii_lower(name.text));
     slot_log_.push_back(s);
     expect(Tok::Assign);
     ExprPtr from = expression();
@@ -237,7 +231,7 @@ class Parser {
   void global_statement() {
     advance();
     do {
-      const std::string lower = lower_case(expect(Tok::Ident).text);
+      const std::string lower = ascii_lower(expect(Tok::Ident).text);
       if (scope_) {
         if (scope_->locals.count(lower)) fail("'" + lower + "' is already a local variable");
         scope_->globals.insert(lower);
@@ -280,7 +274,7 @@ class Parser {
     FunctionScope scope;
     if (accept(Tok::LParen) && !accept(Tok::RParen)) {
       do {
-        const std::string param = lower_case(expect(Tok::Ident).text);
+        const std::string param = ascii_lower(expect(Tok::Ident).text);
         if (!scope.locals.emplace(param, scope.nslots).second)
           fail("parameter '" + param + "' is named twice");
         ++scope.nslots;
@@ -512,7 +506,7 @@ class Parser {
       case Tok::At: {
         advance();
         const Token& name = expect(Tok::Ident);
-        return std::make_unique<FunctionRef>(line, name.text, lower_case(name.text));
+        return std::make_unique<FunctionRef>(line, name.text, ascii_lower(name.text));
       }
       case Tok::Ident:
         return name_expression();
@@ -579,7 +573,7 @@ class Parser {
     const Token& t = advance();
     const int line = t.line;
     const std::string name = t.text;
-    const std::string lower = lower_case(name);
+    const std::string lower = ascii_lower(name);
     if (!at(Tok::LParen)) return variable(line, lower);
     if (opts_.test_builtins) {
       if (ExprPtr check = test_builtin(line, lower)) return check;

@@ -1,8 +1,11 @@
 #include "host/vkl/repl.h"
 
 #include <editline/readline.h>
+#include <langinfo.h>
 
+#include <clocale>
 #include <cstdio>
+#include <cstring>
 #include <cstdlib>
 #include <string>
 
@@ -14,9 +17,17 @@ std::string history_path() {
   return home && *home ? std::string(home) + "/.vkl_history" : std::string();
 }
 
+// Line editing reads characters by the locale: script source is UTF-8 whatever the
+// environment says.
+void use_utf8_input() {
+  const char* set = std::setlocale(LC_CTYPE, "");
+  if (!set || std::strcmp(nl_langinfo(CODESET), "UTF-8") != 0) std::setlocale(LC_CTYPE, "C.UTF-8");
+}
+
 }  // namespace
 
 int run_repl(Engine& engine) {
+  use_utf8_input();
   const std::string history = history_path();
   using_history();
   if (!history.empty()) read_history(history.c_str());

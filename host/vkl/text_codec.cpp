@@ -50,6 +50,13 @@ std::u16string utf8_to_wide(std::string_view utf8) { return to_wide(kUtf8, utf8)
 
 std::string wide_to_utf8(std::u16string_view wide) { return from_wide(kUtf8, wide); }
 
+std::string ascii_lower(std::string_view s) {
+  std::string out(s);
+  for (char& c : out)
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  return out;
+}
+
 void append_utf8(std::string& out, char32_t cp) {
   if (cp >= 0xD800 && cp <= 0xDFFF) cp = 0xFFFD;
   if (cp < 0x80) {

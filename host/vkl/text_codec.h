@@ -19,6 +19,9 @@ std::string host_to_utf8(std::string_view host);
 std::u16string utf8_to_wide(std::string_view utf8);
 std::string wide_to_utf8(std::u16string_view wide);
 
+// ASCII letters lowered; names of variables and functions ignore case.
+std::string ascii_lower(std::string_view s);
+
 // The UTF-8 form of a code point (a lone surrogate is written as U+FFFD).
 void append_utf8(std::string& out, char32_t cp);
 

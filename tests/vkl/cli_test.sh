@@ -35,6 +35,8 @@ exit_codes)
 x := 1 div 0;'
   stdout_is before
   stderr_has '-e:2: division by zero'
+  expect 0 "$vkl" -e 'echo 1; return; echo 2;'
+  stdout_is 1
   expect 1 "$vkl" -e 'x := ;'
   stderr_has '-e:1: syntax error'
   expect 2 "$vkl" --no-such-option
