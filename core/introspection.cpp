@@ -7,7 +7,6 @@
 // the integer 0.
 #include <algorithm>
 #include <cstdint>
-#include <cstring>
 #include <vector>
 
 #include <vkl/kernel.h>
