@@ -133,6 +133,9 @@ bool copy_cell(VKL_State* L, TObject* dst, const TObject* src);
 // Moves a cell: `dst` (released first) takes over what `src` held and `src` becomes nil.
 void move_cell(VKL_State* L, TObject* dst, TObject* src);
 
+// The truth of an expression's value (VKL_AsBool): conditions, and, or, not.
+bool truth(Engine& E, Frame& F, const Expr& e);
+
 // A cell released on every way out of a scope.
 class TempCell {
  public:

@@ -127,16 +127,12 @@ void Binary::eval(Engine& E, Frame& F, TObject* out) const {
   if (!error.empty()) E.fail(F, line, error);
 }
 
-namespace {
-
 bool truth(Engine& E, Frame& F, const Expr& e) {
   TempCell tmp(E.state());
   const TObject* v = e.peek(E, F, tmp.get());
   if (v->tag == VKL_TINT) return vkl_int(v) != 0;
   return VKL_AsBool(v) != 0;
 }
-
-}  // namespace
 
 void Logical::eval(Engine& E, Frame& F, TObject* out) const {
   const bool a = truth(E, F, *lhs);

@@ -7,13 +7,6 @@
 namespace vkl::lang {
 namespace {
 
-bool truth_of(Engine& E, Frame& F, const Expr& e) {
-  TempCell tmp(E.state());
-  const TObject* v = e.peek(E, F, tmp.get());
-  if (v->tag == VKL_TINT) return vkl_int(v) != 0;
-  return VKL_AsBool(v) != 0;
-}
-
 int64_t bound_of(Engine& E, Frame& F, const Expr& e) {
   TempCell tmp(E.state());
   const TObject* v = vkl_follow(e.peek(E, F, tmp.get()));
@@ -74,14 +67,14 @@ Flow Echo::exec(Engine& E, Frame& F) const {
 }
 
 Flow If::exec(Engine& E, Frame& F) const {
-  if (truth_of(E, F, *cond)) return then_branch->exec(E, F);
+  if (truth(E, F, *cond)) return then_branch->exec(E, F);
   return else_branch ? else_branch->exec(E, F) : Flow::Next;
 }
 
 Flow While::exec(Engine& E, Frame& F) const {
   for (;;) {
     E.check_stop(F, line);
-    if (!truth_of(E, F, *cond)) return Flow::Next;
+    if (!truth(E, F, *cond)) return Flow::Next;
     const Flow flow = body->exec(E, F);
     if (flow == Flow::Break) return Flow::Next;
     if (flow == Flow::Return) return flow;

@@ -1,7 +1,6 @@
 #include "host/vkl/parser.h"
 
 #include <algorithm>
-#include <cmath>
 #include <limits>
 #include <unordered_map>
 #include <unordered_set>

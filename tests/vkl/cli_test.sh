@@ -88,6 +88,13 @@ test_runner)
   expect 1 "$vkl" --test missing-file.vkl
   [ "$(tail -n 1 "$out")" = "0 passed, 1 failed" ] || fail "a missing test file must fail"
   ;;
+rights)
+  expect 0 "$vkl" -e 'm := vk_mutex("vkl_cli_rights", 0);'
+  expect 0 "$vkl" --user somebody_else -e 'm := vk_mutex("vkl_cli_rights", 0);'
+  expect 1 "$vkl" --deny highlevel -e 'm := vk_mutex("vkl_cli_rights", 0);'
+  stderr_has '-e:1: vk_mutex: call rejected'
+  expect 0 "$vkl" --deny sys,write,class -e 'm := vk_mutex("vkl_cli_rights", 0);'
+  ;;
 interrupt)
   "$vkl" -e 'while 1 do ;' >"$out" 2>"$err" &
   pid=$!

@@ -168,6 +168,20 @@ TEST_F(EngineTest, InteractivePiecesShowValuesAndAskForMore) {
   EXPECT_EQ(error, "<stdin>:1: division by zero");
 }
 
+TEST_F(CallTest, RedeclaredFunctionsReachCallsResolvedBefore) {
+  std::string error;
+  vkl_test::g_count_calls = 0;
+  ASSERT_EQ(engine->run_piece("function f(); begin return 1; end;"
+                              "function g(); begin return f() * 10 + t_count(); end;"
+                              "a := g();", "<stdin>", &error), PieceResult::Ok);
+  ASSERT_EQ(engine->run_piece("function f(); begin return 2; end;"
+                              "function t_count(); begin return 5; end; b := g();",
+                              "<stdin>", &error),
+            PieceResult::Ok);
+  EXPECT_EQ(vkl_int(global("a")), 11);
+  EXPECT_EQ(vkl_int(global("b")), 25);
+}
+
 class TestRunnerTest : public CallTest {};
 
 TEST_F(TestRunnerTest, CountsChecksAndGoesOnAfterErrors) {
@@ -186,6 +200,17 @@ TEST_F(TestRunnerTest, CountsChecksAndGoesOnAfterErrors) {
             "t.vkl:6: check failed: got \"a\", expected L\"a\"\n"
             "t.vkl:9: check failed: got 1, expected 2 within 0.5\n"
             "t.vkl:10: check failed: got \"1\", expected 1 within 1\n");
+}
+
+TEST_F(TestRunnerTest, ArgumentsOfACaughtRejectionComeBack) {
+  const vkl::lang::TestTally t = engine->run_tests(
+      "function f(); begin s := \"keep\"; checkfail(t_reject(s)); return s; end;\n"
+      "check(f(), \"scribbled\");\n"
+      "function g(); begin s := \"keep\"; checkfail(t_divmod(1, 0, s, s)); return s; end;\n"
+      "check(g(), \"keep\");\n",
+      "t.vkl");
+  EXPECT_EQ(t.passed, 4) << output();
+  EXPECT_EQ(t.failed, 0);
 }
 
 TEST_F(TestRunnerTest, SyntaxErrorIsOneFailureAndStopIsNotCaught) {
