@@ -1,6 +1,7 @@
 #include "host/vkl/engine.h"
 
 #include <cstring>
+#include <new>
 
 #include "host/vkl/operators.h"
 #include "host/vkl/text_codec.h"
@@ -254,12 +255,16 @@ std::string syntax_message(const std::string& file, const SyntaxError& e) {
 bool Engine::execute(const Chunk& chunk, std::string* error) {
   OwnedFrame top(L_);
   top.file = chunk.file;
-  try {
-    for (const StmtPtr& s : chunk.statements)
+  for (const StmtPtr& s : chunk.statements) {
+    try {
       if (s->exec(*this, top) == Flow::Return) break;
-  } catch (const ScriptError& e) {
-    *error = e.what();
-    return false;
+    } catch (const ScriptError& e) {
+      *error = e.what();
+      return false;
+    } catch (const std::bad_alloc&) {
+      *error = location(top, s->line) + "out of memory";
+      return false;
+    }
   }
   return true;
 }
@@ -298,6 +303,10 @@ TestTally Engine::run_tests(std::string_view source, const std::string& file) {
       const std::string text = std::string(e.what()) + "\n";
       std::fwrite(text.data(), 1, text.size(), out_);
       if (e.stopped) break;
+    } catch (const std::bad_alloc&) {
+      ++tally_.failed;
+      const std::string text = location(top, s->line) + "out of memory\n";
+      std::fwrite(text.data(), 1, text.size(), out_);
     }
   }
   return {tally_.passed - before.passed, tally_.failed - before.failed};

@@ -1,5 +1,8 @@
 // The arithmetic, comparison and joining of values. Integers compute in 64 bits (wrapping)
-// and come out as kind 0 when they fit 32 bits, else 20; reals follow IEEE.
+// and come out as kind 0 when they fit 32 bits, else 20; reals follow IEEE, `div` of reals
+// truncates their quotient and `mod` of reals is fmod. Numbers compare by value, texts
+// bytewise (narrow) or by UTF-16 units (a narrow one meeting a wide one is widened), other
+// values are equal when the kernel finds them equal.
 #pragma once
 
 #include <vkl/kernel.h>
