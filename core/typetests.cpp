@@ -28,9 +28,6 @@ bool stack_room() {
   return avail == 0 || avail >= kStackReserve;
 }
 
-// The answer for one value that is not walked into: a kind code or a test's 1 / 0.
-using LeafAnswer = int32_t (*)(const TObject* cell);
-
 // Moves a finished value into the nil cell `dst`, which takes over what `src` held.
 void move_into_nil(TObject* dst, TObject* src) {
   *dst = *src;
@@ -85,9 +82,20 @@ class DeepAnswer {
   bool follow_;
 };
 
-// The common body of datatype and the single-kind tests: (x [, deep]).
+int32_t kind_of(const TObject* o) {
+  return vkl_kind(o);
+}
+
+// The object header of a host object cell, or null.
+const VKL_HostObject* host_object(const TObject* o) {
+  const auto* box = static_cast<const VKL_Box*>(vkl_ptr(o));
+  return box ? static_cast<const VKL_HostObject*>(box->data) : nullptr;
+}
+
+}  // namespace
+
 int answer_kind(VKL_State* L, TObject* args, int nargs, TObject* result, LeafAnswer leaf,
-                bool follow = true) {
+                bool follow) {
   if (nargs < 1 || nargs > 2) return 0;
   if (nargs == 2 && !arg_is_number(args, nargs, 1)) return 0;
   const int64_t depth = nargs == 2 ? VKL_AsInt(arg_at(args, 1)) : 0;
@@ -100,23 +108,6 @@ int answer_kind(VKL_State* L, TObject* args, int nargs, TObject* result, LeafAns
   return 1;
 }
 
-int32_t kind_of(const TObject* o) {
-  return vkl_kind(o);
-}
-
-template <int... Tags>
-int32_t is_kind(const TObject* o) {
-  return ((o->tag == Tags) || ...) ? 1 : 0;
-}
-
-// The object header of a host object cell, or null.
-const VKL_HostObject* host_object(const TObject* o) {
-  const auto* box = static_cast<const VKL_Box*>(vkl_ptr(o));
-  return box ? static_cast<const VKL_HostObject*>(box->data) : nullptr;
-}
-
-}  // namespace
-
 // datatype(x [, deep]): the kind code of x; deep: a table of element kinds, the element type of
 // a fixed matrix
 int datatype(VKL_State* L, TObject* args, int nargs, TObject* result) {
@@ -126,89 +117,12 @@ int datatype(VKL_State* L, TObject* args, int nargs, TObject* result) {
     VKL_SetInt(L, result, VKL_FMGetType(static_cast<const VKL_FixedMatrix*>(vkl_ptr(x))));
     return 1;
   }
-  return answer_kind(L, args, nargs, result, kind_of);
-}
-
-// ifint(x [, deep]): 1 for a 32-bit integer
-int ifint(VKL_State* L, TObject* args, int nargs, TObject* result) {
-  return answer_kind(L, args, nargs, result, is_kind<VKL_TINT>);
-}
-
-// ifreal(x [, deep]): 1 for a real
-int ifreal(VKL_State* L, TObject* args, int nargs, TObject* result) {
-  return answer_kind(L, args, nargs, result, is_kind<VKL_TREAL>);
-}
-
-// ifint64(x [, deep]): 1 for a 64-bit integer
-int ifint64(VKL_State* L, TObject* args, int nargs, TObject* result) {
-  return answer_kind(L, args, nargs, result, is_kind<VKL_TINT64>);
-}
-
-// ifnumber(x [, deep]): 1 for an integer, a real or a 64-bit integer
-int ifnumber(VKL_State* L, TObject* args, int nargs, TObject* result) {
-  return answer_kind(L, args, nargs, result, is_kind<VKL_TINT, VKL_TREAL, VKL_TINT64>);
-}
-
-// ifstring(x [, deep]): 1 for a narrow string of either kind
-int ifstring(VKL_State* L, TObject* args, int nargs, TObject* result) {
-  return answer_kind(L, args, nargs, result, is_kind<VKL_TSTRING, VKL_TSTRING2>);
-}
-
-// ifwstring(x [, deep]): 1 for a wide string
-int ifwstring(VKL_State* L, TObject* args, int nargs, TObject* result) {
-  return answer_kind(L, args, nargs, result, is_kind<VKL_TWSTRING>);
-}
-
-// ifarray(x [, deep]): 1 for a table
-int ifarray(VKL_State* L, TObject* args, int nargs, TObject* result) {
-  return answer_kind(L, args, nargs, result, is_kind<VKL_TTABLE>);
-}
-
-// ifnil(x [, deep]): 1 for nil
-int ifnil(VKL_State* L, TObject* args, int nargs, TObject* result) {
-  return answer_kind(L, args, nargs, result, is_kind<VKL_TNIL>);
-}
-
-// ifexp(x [, deep]): 1 for either expression form
-int ifexp(VKL_State* L, TObject* args, int nargs, TObject* result) {
-  return answer_kind(L, args, nargs, result, is_kind<VKL_TFUNCTION, VKL_TEXPRESSION>);
-}
-
-// ifgraph(x [, deep]): 1 for a graph
-int ifgraph(VKL_State* L, TObject* args, int nargs, TObject* result) {
-  return answer_kind(L, args, nargs, result, is_kind<VKL_TGRAPH>);
-}
-
-// ifgraphgroup(x [, deep]): 1 for a graph group
-int ifgraphgroup(VKL_State* L, TObject* args, int nargs, TObject* result) {
-  return answer_kind(L, args, nargs, result, is_kind<VKL_TGRAPHGROUP>);
-}
-
-// ifbinary(x [, deep]): 1 for a binary
-int ifbinary(VKL_State* L, TObject* args, int nargs, TObject* result) {
-  return answer_kind(L, args, nargs, result, is_kind<VKL_TBINARY>);
-}
-
-// ifobj(x [, deep]): 1 for any of the host object kinds
-int ifobj(VKL_State* L, TObject* args, int nargs, TObject* result) {
-  return answer_kind(L, args, nargs, result,
-                     is_kind<VKL_TOBJECT, VKL_TOBJECT14, VKL_TOBJECT15, VKL_TOBJECT16,
-                             VKL_TOBJECT23, VKL_TOBJECT36, VKL_TOBJECT37, VKL_TOBJECT38>);
-}
-
-// ifmatrix(x [, deep]): 1 for a cell matrix
-int ifmatrix(VKL_State* L, TObject* args, int nargs, TObject* result) {
-  return answer_kind(L, args, nargs, result, is_kind<VKL_TMATRIX>);
-}
-
-// iffmarray(x [, deep]): 1 for a fixed matrix
-int iffmarray(VKL_State* L, TObject* args, int nargs, TObject* result) {
-  return answer_kind(L, args, nargs, result, is_kind<VKL_TFIXEDMATRIX>);
+  return answer_kind(L, args, nargs, result, kind_of, true);
 }
 
 // ifcache(x [, deep]): 1 when the argument itself is a reference (not followed)
 int ifcache(VKL_State* L, TObject* args, int nargs, TObject* result) {
-  return answer_kind(L, args, nargs, result, is_kind<VKL_TREF>, false);
+  return answer_kind(L, args, nargs, result, has_kind<VKL_TREF>, false);
 }
 
 // ifnone(x [, code]): 1 for a none value, of the given code when one is given

@@ -6,27 +6,34 @@
 
 #include <vkl/object.h>
 
+#include <cstdint>
+
 #include "plugin/function_row.h"
 
 namespace vkl::core {
 
 // Kinds (typetests.cpp).
+
+// The answer for one value that is not walked into: a kind code or a test's 1 / 0.
+using LeafAnswer = int32_t (*)(const TObject* cell);
+// The common body of datatype and the single-kind tests, (x [, deep]): the leaf answer of x, or
+// with deep a table of the answers of its elements. `follow`: a reference is answered as its
+// target.
+int answer_kind(VKL_State* L, TObject* args, int nargs, TObject* result, LeafAnswer leaf,
+                bool follow);
+
+template <int... Tags>
+int32_t has_kind(const TObject* cell) {
+  return ((cell->tag == Tags) || ...) ? 1 : 0;
+}
+
+// ifint, ifreal, ... (x [, deep]): 1 when x is of one of the kinds Tags, else 0
+template <int... Tags>
+int kind_test(VKL_State* L, TObject* args, int nargs, TObject* result) {
+  return answer_kind(L, args, nargs, result, has_kind<Tags...>, true);
+}
+
 int datatype(VKL_State* L, TObject* args, int nargs, TObject* result);
-int ifint(VKL_State* L, TObject* args, int nargs, TObject* result);
-int ifreal(VKL_State* L, TObject* args, int nargs, TObject* result);
-int ifint64(VKL_State* L, TObject* args, int nargs, TObject* result);
-int ifnumber(VKL_State* L, TObject* args, int nargs, TObject* result);
-int ifstring(VKL_State* L, TObject* args, int nargs, TObject* result);
-int ifwstring(VKL_State* L, TObject* args, int nargs, TObject* result);
-int ifarray(VKL_State* L, TObject* args, int nargs, TObject* result);
-int ifnil(VKL_State* L, TObject* args, int nargs, TObject* result);
-int ifexp(VKL_State* L, TObject* args, int nargs, TObject* result);
-int ifgraph(VKL_State* L, TObject* args, int nargs, TObject* result);
-int ifgraphgroup(VKL_State* L, TObject* args, int nargs, TObject* result);
-int ifbinary(VKL_State* L, TObject* args, int nargs, TObject* result);
-int ifobj(VKL_State* L, TObject* args, int nargs, TObject* result);
-int ifmatrix(VKL_State* L, TObject* args, int nargs, TObject* result);
-int iffmarray(VKL_State* L, TObject* args, int nargs, TObject* result);
 int ifcache(VKL_State* L, TObject* args, int nargs, TObject* result);
 int ifnone(VKL_State* L, TObject* args, int nargs, TObject* result);
 int getnone(VKL_State* L, TObject* args, int nargs, TObject* result);
@@ -50,22 +57,23 @@ namespace vkl::plugin {
 inline constexpr FunctionRow kTypeTestRows[] = {
     {"datatype", core::datatype, "datatype(x [, deep])",
      "kind code of x (-1 for none); with deep, a table of the element kinds"},
-    {"ifint", core::ifint, "ifint(x [, deep])", "1 when x is a 32-bit integer"},
-    {"ifreal", core::ifreal, "ifreal(x [, deep])", "1 when x is a real"},
-    {"ifint64", core::ifint64, "ifint64(x [, deep])", "1 when x is a 64-bit integer"},
-    {"ifnumber", core::ifnumber, "ifnumber(x [, deep])",
+    {"ifint", core::kind_test<VKL_TINT>, "ifint(x [, deep])", "1 when x is a 32-bit integer"},
+    {"ifreal", core::kind_test<VKL_TREAL>, "ifreal(x [, deep])", "1 when x is a real"},
+    {"ifint64", core::kind_test<VKL_TINT64>, "ifint64(x [, deep])", "1 when x is a 64-bit integer"},
+    {"ifnumber", core::kind_test<VKL_TINT, VKL_TREAL, VKL_TINT64>, "ifnumber(x [, deep])",
      "1 when x is an integer, a real or a 64-bit integer"},
-    {"ifstring", core::ifstring, "ifstring(x [, deep])", "1 when x is a narrow string"},
-    {"ifwstring", core::ifwstring, "ifwstring(x [, deep])", "1 when x is a wide string"},
-    {"ifarray", core::ifarray, "ifarray(x [, deep])", "1 when x is a table"},
-    {"ifnil", core::ifnil, "ifnil(x [, deep])", "1 when x is nil"},
-    {"ifexp", core::ifexp, "ifexp(x [, deep])", "1 when x is an expression or function value"},
-    {"ifgraph", core::ifgraph, "ifgraph(x [, deep])", "1 when x is a graph"},
-    {"ifgraphgroup", core::ifgraphgroup, "ifgraphgroup(x [, deep])", "1 when x is a graph group"},
-    {"ifbinary", core::ifbinary, "ifbinary(x [, deep])", "1 when x is a binary"},
-    {"ifobj", core::ifobj, "ifobj(x [, deep])", "1 when x is an object"},
-    {"ifmatrix", core::ifmatrix, "ifmatrix(x [, deep])", "1 when x is a cell matrix"},
-    {"iffmarray", core::iffmarray, "iffmarray(x [, deep])", "1 when x is a fixed matrix"},
+    {"ifstring", core::kind_test<VKL_TSTRING, VKL_TSTRING2>, "ifstring(x [, deep])", "1 when x is a narrow string"},
+    {"ifwstring", core::kind_test<VKL_TWSTRING>, "ifwstring(x [, deep])", "1 when x is a wide string"},
+    {"ifarray", core::kind_test<VKL_TTABLE>, "ifarray(x [, deep])", "1 when x is a table"},
+    {"ifnil", core::kind_test<VKL_TNIL>, "ifnil(x [, deep])", "1 when x is nil"},
+    {"ifexp", core::kind_test<VKL_TFUNCTION, VKL_TEXPRESSION>, "ifexp(x [, deep])", "1 when x is an expression or function value"},
+    {"ifgraph", core::kind_test<VKL_TGRAPH>, "ifgraph(x [, deep])", "1 when x is a graph"},
+    {"ifgraphgroup", core::kind_test<VKL_TGRAPHGROUP>, "ifgraphgroup(x [, deep])", "1 when x is a graph group"},
+    {"ifbinary", core::kind_test<VKL_TBINARY>, "ifbinary(x [, deep])", "1 when x is a binary"},
+    {"ifobj", core::kind_test<VKL_TOBJECT, VKL_TOBJECT14, VKL_TOBJECT15, VKL_TOBJECT16, VKL_TOBJECT23,
+                                VKL_TOBJECT36, VKL_TOBJECT37, VKL_TOBJECT38>, "ifobj(x [, deep])", "1 when x is an object"},
+    {"ifmatrix", core::kind_test<VKL_TMATRIX>, "ifmatrix(x [, deep])", "1 when x is a cell matrix"},
+    {"iffmarray", core::kind_test<VKL_TFIXEDMATRIX>, "iffmarray(x [, deep])", "1 when x is a fixed matrix"},
     {"ifcache", core::ifcache, "ifcache(x [, deep])", "1 when the argument itself is a reference"},
     {"ifnone", core::ifnone, "ifnone(x [, code])",
      "1 when x is a none value (with code: a none value of that code)"},

@@ -69,7 +69,10 @@ int createobject(VKL_State* L, TObject* args, int nargs, TObject* result) {
   if (name == "vklobject") return 0;
   VKL_AnyMan* manager = VKL_FindAnyMan(name.c_str());
   if (!manager) return instantiate_script_class(L, args, nargs, result);
-  VKL_Any* object = VKL_NewAnyEx(L, manager, args + 1, nargs - 1);
+  return store_new_object(L, result, VKL_NewAnyEx(L, manager, args + 1, nargs - 1));
+}
+
+int store_new_object(VKL_State* L, TObject* result, VKL_Any* object) {
   if (!object) return 0;
   if (!VKL_SetTypeAny(L, result, object)) {
     VKL_FreeAny(L, object);

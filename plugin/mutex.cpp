@@ -15,6 +15,7 @@
 #include <string_view>
 
 #include "plugin/args.h"
+#include "plugin/createobject.h"
 #include "plugin/module_functions.h"
 #include "system/named_mutex.h"
 
@@ -145,13 +146,7 @@ void register_mutex_manager() {
 // vk_mutex(name [, autoWait]): a tvk_mutex object, held at once unless autoWait is false
 int vk_mutex(VKL_State* L, TObject* args, int nargs, TObject* result) {
   if (nargs < 1 || nargs > 2 || !arg_is_string(args, nargs, 0)) return 0;
-  VKL_Any* object = VKL_NewAny(L, kMutexTypeName, args, nargs);
-  if (!object) return 0;
-  if (!VKL_SetTypeAny(L, result, object)) {
-    VKL_FreeAny(L, object);
-    return 0;
-  }
-  return 1;
+  return store_new_object(L, result, VKL_NewAny(L, kMutexTypeName, args, nargs));
 }
 
 }  // namespace vkl::plugin

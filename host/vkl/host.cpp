@@ -72,7 +72,12 @@ bool Host::start(const HostOptions& options, std::string* error) {
 
   const std::string plugin =
       options.plugin.empty() ? program_directory() + "libvklcplugin.so" : options.plugin;
-  if (options.plugin.empty() && !is_file(plugin)) return true;  // run without the library
+  if (options.plugin.empty() && !is_file(plugin)) {
+    // The language still runs (its tests need no library), but the user should know.
+    std::fprintf(stderr, "vkl: %s not found; running without the function library\n",
+                 plugin.c_str());
+    return true;
+  }
   plugin_ = ::dlopen(plugin.c_str(), RTLD_NOW | RTLD_GLOBAL);
   if (!plugin_) {
     *error = std::string("cannot load ") + plugin + ": " + ::dlerror();
