@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <cstdint>
+#include <iterator>
 #include <limits>
 
 namespace torture {
@@ -51,10 +52,13 @@ enum Value : size_t {
   kRefToRef,
   kHostObject,
   kDeferred,
+  kMutexTypeName,
+  kReservedClassName,
+  kLoneLeadByte,
   kValueCount
 };
 
-constexpr const char* kNames[kValueCount] = {
+constexpr const char* kNames[] = {
     "nil",        "0",           "-1",          "1",          "2147483647",
     "int64 min",  "int64 max",   "0.5",         "-1e308",     "inf",
     "nan",        "\"\"",        "\"text\"",    "GBK text",   "text with zeros",
@@ -63,7 +67,9 @@ constexpr const char* kNames[kValueCount] = {
     "fixed double", "fixed cells", "fixed int64a", "fixed int64", "none(3)",
     "ref to int", "ref to table", "function box", "plain object box", "-3L",
     "constant text", "kind-6 text", "empty fixed", "fixed element", "columnless matrix",
-    "ref to ref", "host object", "deferred value"};
+    "ref to ref", "host object", "deferred value",
+    "\"tvk_mutex\"", "\"VKLObject\"", "lone GBK lead byte"};
+static_assert(std::size(kNames) == kValueCount, "every value has a name");
 
 // "中文" in the GBK code page.
 constexpr char kGbk[] = "\xD6\xD0\xCE\xC4";
@@ -291,6 +297,10 @@ void ValuePool::make(size_t index, CallCells& cells, size_t i) const {
       break;
     case kHostObject: VKL_SetBox(L_, cell, VKL_TOBJECT23, &kHostObjectType, &g_host_object); break;
     case kDeferred: VKL_SetDeferred(L_, cell, &kDeferredType, nullptr); break;
+    // Class names createobject knows: the mutex type and the reserved script-class name.
+    case kMutexTypeName: VKL_SetString(L_, cell, "tvk_mutex"); break;
+    case kReservedClassName: VKL_SetString(L_, cell, "VKLObject"); break;
+    case kLoneLeadByte: VKL_SetString(L_, cell, "x\xD6"); break;
     case kValueCount: break;
   }
 }
