@@ -51,11 +51,14 @@ constexpr int kSampledPairs = 300;
 // Problems kept for the report; the count covers all of them.
 constexpr size_t kReportedProblems = 60;
 
+// The same cap for the plain build: the whole address space, which this run never comes near
+// except through such a request.
 void cap_allocations() {
 #ifndef TORTURE_UNDER_ASAN
   constexpr rlim_t kAddressSpace = rlim_t{8} << 30;
   rlimit limit{};
-  if (getrlimit(RLIMIT_AS, &limit) == 0 && (limit.rlim_cur == RLIM_INFINITY || limit.rlim_cur > kAddressSpace)) {
+  if (getrlimit(RLIMIT_AS, &limit) == 0 &&
+      (limit.rlim_cur == RLIM_INFINITY || limit.rlim_cur > kAddressSpace)) {
     limit.rlim_cur = kAddressSpace;
     setrlimit(RLIMIT_AS, &limit);
   }
