@@ -11,9 +11,14 @@
 namespace {
 
 // Objects waiting to be destroyed on this thread, and whether a drain is running.
+// Set when the thread's queue has been destroyed (thread or program exit): a value released
+// after that, by another thread-local or static destructor, is destroyed at once instead.
+thread_local bool t_queue_gone = false;
+
 struct DestroyQueue {
   std::vector<std::pair<void (*)(VKL_State*, void*), void*>> pending;
   bool draining = false;
+  ~DestroyQueue() { t_queue_gone = true; }
 };
 
 DestroyQueue& destroy_queue() {
@@ -173,6 +178,10 @@ size_t payload_size(int tag, int64_t len) {
 namespace vkl {
 
 void destroy_later(VKL_State* L, void (*destroy)(VKL_State*, void*), void* object) {
+  if (t_queue_gone) {
+    destroy(L, object);
+    return;
+  }
   DestroyQueue& queue = destroy_queue();
   queue.pending.emplace_back(destroy, object);
   if (queue.draining) return;

@@ -7,6 +7,7 @@
 #include <limits>
 #include <random>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "kernel_fixture.h"
@@ -383,6 +384,28 @@ TEST_F(TableTest, AMillionLevelsDeepAreFreedWithoutRecursion) {
   }
   EXPECT_EQ(VKL_GetMemUsed(L), 1000000 * (4 + 2 + 5));
   VKL_SetNil(L, &root);
+  EXPECT_EQ(VKL_GetMemUsed(L), 0);
+}
+
+// A table released by a thread-local destructor that runs after the kernel's own thread
+// clean-up (made later, so destroyed earlier) is still freed, and freed once.
+TEST_F(TableTest, ReleasedDuringThreadExitAfterTheKernelCleanUp) {
+  struct Holder {
+    VKL_State* state = nullptr;
+    TObject cell{};
+    ~Holder() { VKL_FreeObjectContent(state, &cell); }
+  };
+  VKL_State* state = L;
+  std::thread([state] {
+    thread_local Holder holder;  // constructed first, destroyed last
+    holder.state = state;
+    vkl_put_nil(&holder.cell);
+    TObject warm;
+    vkl_put_nil(&warm);
+    VKL_NewHash(state, &warm);
+    VKL_FreeObjectContent(state, &warm);  // the kernel's clean-up now exists
+    VKL_SetString(state, VKL_HashSetInt(state, VKL_NewHash(state, &holder.cell), 0), "kept");
+  }).join();
   EXPECT_EQ(VKL_GetMemUsed(L), 0);
 }
 
