@@ -144,6 +144,7 @@ void Engine::call_value(const TObject* function, TObject* args, int nargs, TObje
     fail(caller, line, "cannot call " + kind_name(f) + " value");
   const auto* value = static_cast<const FunctionValue*>(box->data);
   if (value->handler) {
+    const CallSite site(*this, caller, line);
     const int ok = value->handler(L_, args, nargs, out);
     if (auto error = take_callback_error(); error && (!ok || error->stopped)) throw *error;
     if (!ok) fail(caller, line, value->name + ": call rejected");
@@ -176,9 +177,11 @@ int Engine::call_hook(VKL_State* L, const TObject* function, TObject* args, int 
   auto* E = static_cast<Engine*>(VKL_InterpGetHostData(L));
   if (!E) return 0;
   TempCell out(L);
-  // Errors of the call itself are placed at the function value's own declaration.
+  // Errors of the call itself are placed at the function value's own declaration, or for a
+  // handler's function value at the handler call that called it back.
   Frame at;
-  int line = 0;
+  at.file = E->site_file_;
+  int line = E->site_line_;
   const TObject* f = vkl_follow(function);
   if (f->tag == VKL_TFUNCTION) {
     const auto* box = static_cast<const VKL_Box*>(vkl_ptr(f));

@@ -86,6 +86,28 @@ class Engine {
   void make_function_value(TObject* out, const Function* fn, VKL_Handler handler,
                            const std::string& name);
 
+  // The place of the handler call running now: errors of function values that the handler
+  // calls back, and that have no script place of their own, are reported there.
+  class CallSite {
+   public:
+    CallSite(Engine& E, const Frame& F, int line)
+        : E_(E), file_(E.site_file_), line_(E.site_line_) {
+      E.site_file_ = F.file;
+      E.site_line_ = line;
+    }
+    ~CallSite() {
+      E_.site_file_ = file_;
+      E_.site_line_ = line_;
+    }
+    CallSite(const CallSite&) = delete;
+    CallSite& operator=(const CallSite&) = delete;
+
+   private:
+    Engine& E_;
+    const std::string* file_;
+    int line_;
+  };
+
   // The error a function value raised inside a handler (through raw_call2), kept until the
   // handler returns.
   std::optional<ScriptError> take_callback_error() {
@@ -124,6 +146,8 @@ class Engine {
   uint64_t generation_ = 1;
   int depth_ = 0;
   std::optional<ScriptError> callback_error_;
+  const std::string* site_file_ = nullptr;
+  int site_line_ = 0;
   TestTally tally_;
 };
 

@@ -52,6 +52,7 @@ void call_handler(Engine& E, Frame& F, VKL_Handler handler, const std::string& n
                   const Args& args, TObject* out, int line) {
   ArgCells cells(E.state(), args.size());
   cells.fill(E, F, args, true);
+  const Engine::CallSite site(E, F, line);
   const int ok = handler(E.state(), cells.data(), args.size(), out);
   if (auto error = E.take_callback_error(); error && (!ok || error->stopped)) throw *error;
   if (!ok) E.fail(F, line, name + ": call rejected");
@@ -189,6 +190,7 @@ void MethodCall::eval(Engine& E, Frame& F, TObject* out) const {
   object->eval(E, F, obj.get());
   ArgCells cells(E.state(), args.size());
   cells.fill(E, F, args, true);
+  const Engine::CallSite site(E, F, line);
   const int ok = VKL_CallAnyMethod(E.state(), obj.get(), name.c_str(), cells.data(), args.size(), out);
   if (auto error = E.take_callback_error(); error && (ok != 1 || error->stopped)) throw *error;
   if (ok == -1) E.fail(F, line, "no method " + name + " for " + kind_name(vkl_follow(obj.get())));

@@ -1,6 +1,7 @@
 #include "host/vkl/lexer.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <limits>
 
@@ -320,6 +321,11 @@ class Lexer {
         break;
     }
     if (static_cast<unsigned char>(c) >= 0x80) fail("unexpected non-ASCII character");
+    if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) {
+      char code[8];
+      std::snprintf(code, sizeof code, "0x%02X", static_cast<unsigned>(static_cast<unsigned char>(c)));
+      fail(std::string("unexpected control character ") + code);
+    }
     fail(std::string("unexpected character '") + c + "'");
   }
 

@@ -88,7 +88,9 @@ int counter_method(VKL_State* L, void* data, const char* method, TObject* args, 
   auto* c = static_cast<Counter*>(data);
   if (std::strcmp(method, "Add") != 0) return -1;
   if (nargs != 1 || !VKL_NumberCheck(&args[0])) return 0;
-  c->value += VKL_AsInt64(&args[0]);
+  // Wraps like script integers do.
+  c->value = static_cast<int64_t>(static_cast<uint64_t>(c->value) +
+                                  static_cast<uint64_t>(VKL_AsInt64(&args[0])));
   VKL_SetIntAuto(L, result, c->value);
   return 1;
 }
