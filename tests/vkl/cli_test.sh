@@ -105,6 +105,21 @@ interrupt)
   [ "$got" -eq 1 ] || fail "interrupted run exited $got"
   stderr_has '-e:1: stopped'
   ;;
+repl)
+  # The interactive reader on a terminal (script(1) gives it one): each expression's value in
+  # literal form, errors reported and the session going on, history kept in $HOME.
+  home=$(mktemp -d)
+  printf 'x := 1 + 2;\nx * 10;\narray(1, "k": L"w");\nnosuch(1);\n"still here";\n' |
+    HOME="$home" script -qec "$vkl" /dev/null >"$out" 2>"$err"
+  got=$?
+  [ "$got" -eq 0 ] || fail "interactive session exited $got"
+  stdout_has '30'
+  stdout_has 'array(1, "k": L"w")'
+  stdout_has 'unknown function nosuch'
+  stdout_has '"still here"'
+  grep -qF 'nosuch(1);' "$home/.vkl_history" || fail "history lacks the lines typed"
+  rm -rf "$home"
+  ;;
 *)
   echo "unknown case $case_name"
   exit 2
