@@ -8,6 +8,7 @@
 #include <atomic>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -36,9 +37,7 @@ struct InterpData {
   uint64_t magic = kMagic;
   std::string user;
   std::string orig_user;
-  std::string private_prefix;  // used only when has_private_prefix
-  bool has_private_prefix = false;
-  std::string default_prefix;  // "vkl_" + user, rebuilt when the user changes
+  std::optional<std::string> private_prefix;  // none: "vkl_" followed by the user
   // A few dozen parameters at most: a vector in insertion order keeps GetSysParams stable and
   // is faster to scan than a map at this size.
   std::vector<SysParam> params;
@@ -53,11 +52,11 @@ struct InterpData {
 // The interpreter data of a state, or null for a null state or a plain kernel state.
 InterpData* interp_data(VKL_State* L);
 
-// Releases the value cells of a parameter list and empties it.
-void clear_params(VKL_State* L, std::vector<SysParam>& params);
+// An argument list that may be passed on: no cells, or a positive count of them.
+inline bool valid_args(const TObject* args, int nargs) { return nargs == 0 || (nargs > 0 && args); }
 
-// ASCII letters folded to lower case. In a double-byte host code page the byte after a lead
-// byte is part of the same character and is left alone, so that no trail byte is altered.
+// ASCII letters folded to lower case. The bytes of a multi-byte character of the host code
+// page are copied as they are, so that no trail byte is altered.
 void fold_case_into(std::string_view in, char* out);
 std::string fold_case(std::string_view in);
 

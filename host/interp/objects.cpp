@@ -110,7 +110,7 @@ VKL_Any* VKL_NewAny(VKL_State* L, const char* typeName, TObject* args, int nargs
 }
 
 VKL_Any* VKL_NewAnyEx(VKL_State* L, VKL_AnyMan* man, TObject* args, int nargs) {
-  if (!man || nargs < 0 || (nargs > 0 && !args)) return nullptr;
+  if (!man || !vkl::interp::valid_args(args, nargs)) return nullptr;
   void* data = nullptr;
   try {
     data = man->create(L, args, nargs);
@@ -152,7 +152,7 @@ int VKL_CallAnyMethod(VKL_State* L, const TObject* o, const char* method, TObjec
                       int nargs, TObject* result) {
   const VKL_Any* obj = VKL_AnyFromObj(o);
   if (!obj || !obj->man->method || !method) return -1;
-  if (nargs < 0 || (nargs > 0 && !args) || !result) return 0;
+  if (!vkl::interp::valid_args(args, nargs) || !result) return 0;
   try {
     return obj->man->method(L, obj->data, method, args, nargs, result);
   } catch (...) {

@@ -85,33 +85,17 @@ bool with_function(const char* name, int64_t len, Use use) {
   return registry().with(vkl::interp::fold_case(raw), use);
 }
 
-// Code pages whose characters may take two bytes, with an ASCII-range trail byte.
-bool is_lead_byte(int code_page, unsigned char c) {
-  switch (code_page) {
-    case 936: case 949: case 950: case 1361:
-      return c >= 0x81 && c <= 0xFE;
-    case 932:
-      return (c >= 0x81 && c <= 0x9F) || (c >= 0xE0 && c <= 0xFC);
-    default:
-      return false;
-  }
-}
-
 }  // namespace
 
 namespace vkl::interp {
 
 void fold_case_into(std::string_view in, char* out) {
-  const int code_page = VKL_GetCodePage();
-  for (size_t i = 0; i < in.size(); ++i) {
-    const auto c = static_cast<unsigned char>(in[i]);
-    if (is_lead_byte(code_page, c) && i + 1 < in.size()) {
-      out[i] = in[i];
-      ++i;
-      out[i] = in[i];
-    } else {
-      out[i] = (c >= 'A' && c <= 'Z') ? static_cast<char>(c - 'A' + 'a') : in[i];
-    }
+  const auto len = static_cast<int64_t>(in.size());
+  for (int64_t i = 0; i < len;) {
+    const int64_t next = VKL_NextCharIndex(in.data(), len, i);
+    const char c = in[i];
+    out[i] = next == i + 1 && c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+    for (++i; i < next; ++i) out[i] = in[i];
   }
 }
 

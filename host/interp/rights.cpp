@@ -11,11 +11,7 @@ class Rights {
  public:
   void set(std::string_view user, unsigned rights) {
     std::unique_lock lock(mutex_);
-    if (auto it = rights_.find(user); it != rights_.end()) {
-      it->second = rights;
-    } else {
-      rights_.emplace(std::string(user), rights);
-    }
+    rights_[std::string(user)] = rights;
   }
 
   unsigned get(std::string_view user) const {

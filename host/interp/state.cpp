@@ -12,7 +12,8 @@ namespace {
 
 // Set from a SIGINT handler: must stay lock-free.
 std::atomic<int> g_stop_all{0};
-static_assert(std::atomic<int>::is_always_lock_free, "the stop flag is written by a signal handler");
+static_assert(std::atomic<int>::is_always_lock_free,
+              "the stop flag is written by a signal handler");
 
 const char kEmpty[] = "";
 
@@ -28,11 +29,6 @@ std::string os_user_name() {
   }
   if (const char* env = std::getenv("USER"); env && *env) return env;
   return "uid" + std::to_string(geteuid());
-}
-
-void set_user_name(vkl::interp::InterpData* d, const char* user) {
-  d->user = user;
-  d->default_prefix = "vkl_" + d->user;
 }
 
 }  // namespace
@@ -60,9 +56,8 @@ VKL_State* VKL_InterpNewState(void) {
     VKL_FreeState(L);
     return nullptr;
   }
-  const std::string user = os_user_name();
-  set_user_name(d, user.c_str());
-  d->orig_user = user;
+  d->user = os_user_name();
+  d->orig_user = d->user;
   VKL_StateSetUserData(L, d);
   return L;
 }
@@ -70,8 +65,7 @@ VKL_State* VKL_InterpNewState(void) {
 void VKL_InterpFreeState(VKL_State* L) {
   if (!L) return;
   if (InterpData* d = interp_data(L)) {
-    vkl::interp::clear_params(L, d->params);
-    vkl::interp::clear_params(L, d->saved_params);
+    VKL_FreeSysParams(L);
     d->magic = 0;
     delete d;
     VKL_StateSetUserData(L, nullptr);
@@ -91,7 +85,7 @@ void VKL_InterpSetHostData(VKL_State* L, void* data) {
 void VKL_SetUser(VKL_State* L, const char* user, const char* origUser) {
   InterpData* d = interp_data(L);
   if (!d) return;
-  if (user) set_user_name(d, user);
+  if (user) d->user = user;
   if (origUser) d->orig_user = origUser;
 }
 
@@ -108,8 +102,11 @@ const char* VKL_GetOrigUserID(VKL_State* L) {
 void VKL_SetPrivatePrefix(VKL_State* L, const char* prefix) {
   InterpData* d = interp_data(L);
   if (!d) return;
-  d->has_private_prefix = prefix != nullptr;
-  d->private_prefix = prefix ? prefix : "";
+  if (prefix) {
+    d->private_prefix = prefix;
+  } else {
+    d->private_prefix.reset();
+  }
 }
 
 int VKL_InterpIsStopL(VKL_State* L) {

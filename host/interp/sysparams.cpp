@@ -26,15 +26,27 @@ SysParam* find_param(std::vector<SysParam>& params, std::string_view name) {
   return it == params.end() ? nullptr : &*it;
 }
 
+void clear_params(VKL_State* L, std::vector<SysParam>& params) {
+  for (SysParam& p : params) VKL_FreeObjectContent(L, &p.value);
+  params.clear();
+}
+
+// Appends a parameter holding a deep copy of `value`; false (nothing appended) when out of
+// memory.
+bool append_copy(VKL_State* L, std::vector<SysParam>& params, std::string_view name,
+                 const TObject* value) {
+  SysParam copy{std::string(name), {}};
+  vkl_put_nil(&copy.value);
+  if (!VKL_DupObject(L, &copy.value, value)) return false;
+  params.push_back(std::move(copy));
+  return true;
+}
+
 // A reference is followed: the parameter keeps the value, never a link to a script variable.
 int write_param(VKL_State* L, InterpData* d, std::string_view name, const TObject* value) {
   value = vkl_follow(value);
   if (SysParam* p = find_param(d->params, name)) return VKL_DupObject(L, &p->value, value);
-  SysParam fresh{std::string(name), {}};
-  vkl_put_nil(&fresh.value);
-  if (!VKL_DupObject(L, &fresh.value, value)) return 0;
-  d->params.push_back(std::move(fresh));
-  return 1;
+  return append_copy(L, d->params, name, value) ? 1 : 0;
 }
 
 int read_param(VKL_State* L, InterpData* d, std::string_view name, TObject* value) {
@@ -48,30 +60,18 @@ int read_param(VKL_State* L, InterpData* d, std::string_view name, TObject* valu
 
 // `to` becomes a deep copy of `from`; on failure `to` is left empty.
 bool copy_params(VKL_State* L, const std::vector<SysParam>& from, std::vector<SysParam>& to) {
-  vkl::interp::clear_params(L, to);
+  clear_params(L, to);
   to.reserve(from.size());
   for (const SysParam& p : from) {
-    SysParam copy{p.name, {}};
-    vkl_put_nil(&copy.value);
-    if (!VKL_DupObject(L, &copy.value, &p.value)) {
-      vkl::interp::clear_params(L, to);
+    if (!append_copy(L, to, p.name, &p.value)) {
+      clear_params(L, to);
       return false;
     }
-    to.push_back(std::move(copy));
   }
   return true;
 }
 
 }  // namespace
-
-namespace vkl::interp {
-
-void clear_params(VKL_State* L, std::vector<SysParam>& params) {
-  for (SysParam& p : params) VKL_FreeObjectContent(L, &p.value);
-  params.clear();
-}
-
-}  // namespace vkl::interp
 
 extern "C" {
 
@@ -79,7 +79,7 @@ int rwPrivateValue(VKL_State* L, int selector, const TObject* name, TObject* val
   InterpData* d = vkl::interp::interp_data(L);
   if (!d || !value) return 0;
   if (selector == VKL_PV_PRIVATE_PREFIX) {
-    const std::string& prefix = d->has_private_prefix ? d->private_prefix : d->default_prefix;
+    const std::string prefix = d->private_prefix ? *d->private_prefix : "vkl_" + d->user;
     return VKL_SetStringEx(L, value, prefix.data(), static_cast<int64_t>(prefix.size()));
   }
   if (selector != VKL_PV_WRITE_SYSPARAM && selector != VKL_PV_READ_SYSPARAM) return 0;
@@ -119,8 +119,8 @@ int VKL_SetSysParams(VKL_State* L, TObject* result) {
 void VKL_FreeSysParams(VKL_State* L) {
   InterpData* d = vkl::interp::interp_data(L);
   if (!d) return;
-  vkl::interp::clear_params(L, d->params);
-  vkl::interp::clear_params(L, d->saved_params);
+  clear_params(L, d->params);
+  clear_params(L, d->saved_params);
 }
 
 void VKL_ResetSysParams(VKL_State* L) {

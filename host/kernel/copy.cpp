@@ -10,11 +10,11 @@
 
 namespace {
 
-// Objects waiting to be destroyed on this thread, and whether a drain is running.
 // Set when the thread's queue has been destroyed (thread or program exit): a value released
 // after that, by another thread-local or static destructor, is destroyed at once instead.
 thread_local bool t_queue_gone = false;
 
+// Objects waiting to be destroyed on this thread, and whether a drain is running.
 struct DestroyQueue {
   std::vector<std::pair<void (*)(VKL_State*, void*), void*>> pending;
   bool draining = false;
