@@ -85,13 +85,6 @@ void BM_HandlerCallLoop(benchmark::State& state) {
 }
 BENCHMARK(BM_HandlerCallLoop)->Unit(benchmark::kMillisecond)->Iterations(10);
 
-std::string program_directory() {
-  std::vector<char> buf(4096);
-  const ssize_t n = readlink("/proc/self/exe", buf.data(), buf.size() - 1);
-  std::string path(buf.data(), n > 0 ? static_cast<size_t>(n) : 0);
-  return path.substr(0, path.rfind('/') + 1);
-}
-
 // Starts a program with its output discarded and waits for it; false when it did not run
 // cleanly.
 bool spawn_and_wait(const std::vector<std::string>& argv) {
@@ -111,7 +104,7 @@ bool spawn_and_wait(const std::vector<std::string>& argv) {
 }
 
 void BM_ProcessStart(benchmark::State& state) {
-  const std::vector<std::string> vkl{program_directory() + "vkl", "-e", "echo 1;"};
+  const std::vector<std::string> vkl{std::string(VK_ModulePath()) + "vkl", "-e", "echo 1;"};
   const std::vector<std::string> baseline{"/bin/true"};
   double measured = 0, base = 0;
   for (auto _ : state) {

@@ -1,9 +1,10 @@
-// Scoped groups of cells for argument lists and function frames: small ones live on the
-// stack, so a call allocates nothing for a handful of arguments.
+// Cell helpers of the evaluator, and scoped groups of cells for argument lists and function
+// frames: small ones live on the stack, so a call allocates nothing for a handful of arguments.
 #pragma once
 
 #include <vkl/kernel.h>
 
+#include <cstring>
 #include <memory>
 
 #include "host/vkl/ast.h"
@@ -23,11 +24,47 @@ inline void release_cell(VKL_State* L, TObject* o) {
   vkl_put_nil(o);
 }
 
+// A cell copied the way a script copies values: scalars as they are, strings duplicated,
+// tables shared. `dst` is a nil cell; false when memory is short.
+inline bool copy_cell(VKL_State* L, TObject* dst, const TObject* src) {
+  if (owns_nothing(src->tag)) {
+    std::memcpy(dst, src, sizeof *dst);
+    return true;
+  }
+  return VKL_DupObjectHashRef3(L, dst, src) != 0;
+}
+
+// Moves a cell: `dst` (released first) takes over what `src` held and `src` becomes nil.
+inline void move_cell(VKL_State* L, TObject* dst, TObject* src) {
+  release_cell(L, dst);
+  std::memcpy(dst, src, sizeof *dst);
+  vkl_put_nil(src);
+}
+
+// `n` elements, on the stack when they are few.
+template <typename T>
+class SmallArray {
+ public:
+  explicit SmallArray(int n) {
+    if (n > kSmall) big_ = std::make_unique<T[]>(static_cast<size_t>(n));
+    data_ = big_ ? big_.get() : small_;
+  }
+  SmallArray(const SmallArray&) = delete;
+  SmallArray& operator=(const SmallArray&) = delete;
+  T* data() { return data_; }
+  T& operator[](int i) { return data_[i]; }
+
+ private:
+  static constexpr int kSmall = 12;
+  T small_[kSmall];
+  std::unique_ptr<T[]> big_;
+  T* data_;
+};
+
 // Nil cells released on the way out.
 class CellBlock {
  public:
-  CellBlock(VKL_State* L, int n) : L_(L), n_(n) {
-    cells_ = n <= kSmall ? small_ : (big_ = std::make_unique<TObject[]>(static_cast<size_t>(n))).get();
+  CellBlock(VKL_State* L, int n) : L_(L), n_(n), cells_(n) {
     for (int i = 0; i < n; ++i) vkl_put_nil(&cells_[i]);
   }
   ~CellBlock() {
@@ -35,27 +72,28 @@ class CellBlock {
   }
   CellBlock(const CellBlock&) = delete;
   CellBlock& operator=(const CellBlock&) = delete;
-  TObject* data() { return cells_; }
+  TObject* data() { return cells_.data(); }
   TObject& operator[](int i) { return cells_[i]; }
+  int size() const { return n_; }
+  VKL_State* state() const { return L_; }
 
  private:
-  static constexpr int kSmall = 12;
   VKL_State* L_;
   int n_;
-  TObject* cells_;
-  TObject small_[kSmall];
-  std::unique_ptr<TObject[]> big_;
+  SmallArray<TObject> cells_;
 };
 
 // The argument cells of a handler call. A plain variable argument gets its cell back when the
 // call is over, whichever way it ends.
 class ArgCells {
  public:
-  ArgCells(VKL_State* L, int n) : cells_(L, n), L_(L), n_(n) {
-    back_ = n <= kSmall ? small_back_ : (big_back_ = std::make_unique<TObject*[]>(static_cast<size_t>(n))).get();
+  ArgCells(VKL_State* L, int n) : cells_(L, n), back_(n) {
     for (int i = 0; i < n; ++i) back_[i] = nullptr;
   }
-  ~ArgCells();
+  ~ArgCells() {
+    for (int i = 0; i < cells_.size(); ++i)
+      if (back_[i]) move_cell(cells_.state(), back_[i], &cells_[i]);
+  }
   ArgCells(const ArgCells&) = delete;
   ArgCells& operator=(const ArgCells&) = delete;
 
@@ -64,13 +102,8 @@ class ArgCells {
   TObject* data() { return cells_.data(); }
 
  private:
-  static constexpr int kSmall = 12;
   CellBlock cells_;
-  VKL_State* L_;
-  int n_;
-  TObject** back_;
-  TObject* small_back_[kSmall];
-  std::unique_ptr<TObject*[]> big_back_;
+  SmallArray<TObject*> back_;
 };
 
 }  // namespace vkl::lang

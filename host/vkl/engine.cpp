@@ -1,6 +1,5 @@
 #include "host/vkl/engine.h"
 
-#include <cstring>
 #include <new>
 
 #include "host/vkl/operators.h"
@@ -27,6 +26,15 @@ void release_function_value(VKL_State*, void* data) {
 }
 
 const VKL_BoxType kFunctionValueType{"function", release_function_value, nullptr};
+
+// The function value a cell holds (reference followed), or null when it holds none of ours.
+const FunctionValue* function_value_of(const TObject* o) {
+  const TObject* f = vkl_follow(o);
+  if (f->tag != VKL_TFUNCTION) return nullptr;
+  const auto* box = static_cast<const VKL_Box*>(vkl_ptr(f));
+  return box && box->type == &kFunctionValueType ? static_cast<const FunctionValue*>(box->data)
+                                                 : nullptr;
+}
 
 std::string location(const Frame& F, int line) {
   return (F.file ? *F.file : std::string("?")) + ":" + std::to_string(line) + ": ";
@@ -124,39 +132,41 @@ void Engine::run_body(const Function& fn, TObject* locals, TObject* out) {
   move_cell(L_, out, &frame.ret);
 }
 
-void Engine::call_function(const Function& fn, const Args& args, Frame& caller, TObject* out,
-                           int line) {
-  check_stop(caller, line);
-  check_depth(caller, line);
-  if (args.size() > fn.nparams)
-    fail(caller, line, fn.name + ": too many arguments (" + std::to_string(args.size()) +
-                           " for " + std::to_string(fn.nparams) + ")");
-  CellBlock locals(L_, fn.nslots);
-  for (int i = 0; i < args.size(); ++i) args.exprs[static_cast<size_t>(i)]->eval(*this, caller, &locals[i]);
-  run_body(fn, locals.data(), out);
-}
-
-void Engine::call_value(const TObject* function, TObject* args, int nargs, TObject* out,
-                        const Frame& caller, int line) {
-  const TObject* f = vkl_follow(function);
-  const auto* box = f->tag == VKL_TFUNCTION ? static_cast<const VKL_Box*>(vkl_ptr(f)) : nullptr;
-  if (!box || box->type != &kFunctionValueType)
-    fail(caller, line, "cannot call " + kind_name(f) + " value");
-  const auto* value = static_cast<const FunctionValue*>(box->data);
-  if (value->handler) {
-    const CallSite site(*this, caller, line);
-    const int ok = value->handler(L_, args, nargs, out);
-    if (auto error = take_callback_error(); error && (!ok || error->stopped)) throw *error;
-    if (!ok) fail(caller, line, value->name + ": call rejected");
-    return;
-  }
-  if (value->engine != this) fail(caller, line, value->name + ": function of another run");
-  const Function& fn = *value->function;
+void Engine::enter(const Function& fn, int nargs, const Frame& caller, int line) const {
   check_stop(caller, line);
   check_depth(caller, line);
   if (nargs > fn.nparams)
     fail(caller, line, fn.name + ": too many arguments (" + std::to_string(nargs) + " for " +
                            std::to_string(fn.nparams) + ")");
+}
+
+void Engine::call_function(const Function& fn, const Args& args, Frame& caller, TObject* out,
+                           int line) {
+  enter(fn, args.size(), caller, line);
+  CellBlock locals(L_, fn.nslots);
+  for (int i = 0; i < args.size(); ++i) args.exprs[static_cast<size_t>(i)]->eval(*this, caller, &locals[i]);
+  run_body(fn, locals.data(), out);
+}
+
+void Engine::call_handler(VKL_Handler handler, const std::string& name, TObject* args,
+                          int nargs, TObject* out, const Frame& caller, int line) {
+  const CallSite site(*this, caller, line);
+  const int ok = handler(L_, args, nargs, out);
+  rethrow_callback_error(ok);
+  if (!ok) fail(caller, line, name + ": call rejected");
+}
+
+void Engine::call_value(const TObject* function, TObject* args, int nargs, TObject* out,
+                        const Frame& caller, int line) {
+  const FunctionValue* value = function_value_of(function);
+  if (!value) fail(caller, line, "cannot call " + kind_name(vkl_follow(function)) + " value");
+  if (value->handler) {
+    call_handler(value->handler, value->name, args, nargs, out, caller, line);
+    return;
+  }
+  if (value->engine != this) fail(caller, line, value->name + ": function of another run");
+  const Function& fn = *value->function;
+  enter(fn, nargs, caller, line);
   CellBlock locals(L_, fn.nslots);
   for (int i = 0; i < nargs; ++i)
     if (!copy_cell(L_, &locals[i], &args[i])) fail(caller, line, "out of memory");
@@ -182,16 +192,9 @@ int Engine::call_hook(VKL_State* L, const TObject* function, TObject* args, int 
   Frame at;
   at.file = E->site_file_;
   int line = E->site_line_;
-  const TObject* f = vkl_follow(function);
-  if (f->tag == VKL_TFUNCTION) {
-    const auto* box = static_cast<const VKL_Box*>(vkl_ptr(f));
-    if (box && box->type == &kFunctionValueType) {
-      const auto* value = static_cast<const FunctionValue*>(box->data);
-      if (value->function) {
-        at.file = value->function->file;
-        line = value->function->line;
-      }
-    }
+  if (const FunctionValue* value = function_value_of(function); value && value->function) {
+    at.file = value->function->file;
+    line = value->function->line;
   }
   try {
     E->call_value(function, args, nargs, out.get(), at, line);
@@ -206,30 +209,30 @@ int Engine::call_hook(VKL_State* L, const TObject* function, TObject* args, int 
   return 1;
 }
 
-std::string Engine::display_text(const TObject* o) const {
-  o = vkl_follow(o);
-  if (o->tag == VKL_TWSTRING)
-    return wide_to_utf8({VKL_AsWString(o), static_cast<size_t>(VKL_WStringLen(o))});
+std::string Engine::text_form(const TObject* o, int mode) const {
   int64_t len = 0;
-  char* text = VKL_ObjToStrEx(L_, o, 0, &len);
-  if (!text) return "<" + kind_name(o) + ">";
-  std::string utf8 = host_to_utf8({text, static_cast<size_t>(len)});
-  VKL_Free(text);
-  return utf8;
-}
-
-std::string Engine::literal_text(const TObject* o) const {
-  int64_t len = 0;
-  char* text = VKL_ObjToStrEx(L_, o, 1, &len);
+  char* text = VKL_ObjToStrEx(L_, o, mode, &len);
   if (!text) return "<" + kind_name(vkl_follow(o)) + ">";
   std::string utf8 = host_to_utf8({text, static_cast<size_t>(len)});
   VKL_Free(text);
   return utf8;
 }
 
-void Engine::report(const Frame& F, int line, const std::string& message) {
-  const std::string text = location(F, line) + message + "\n";
+std::string Engine::display_text(const TObject* o) const {
+  o = vkl_follow(o);
+  // A wide string is shown from its UTF-16, which the host code page may not cover.
+  if (o->tag == VKL_TWSTRING)
+    return wide_to_utf8({VKL_AsWString(o), static_cast<size_t>(VKL_WStringLen(o))});
+  return text_form(o, 0);
+}
+
+void Engine::write_line(const std::string& text) {
   std::fwrite(text.data(), 1, text.size(), out_);
+  std::fputc('\n', out_);
+}
+
+void Engine::report(const Frame& F, int line, const std::string& message) {
+  write_line(location(F, line) + message);
 }
 
 std::unique_ptr<Chunk> Engine::compile(std::string_view source, const std::string& file,
@@ -255,19 +258,27 @@ std::string syntax_message(const std::string& file, const SyntaxError& e) {
 
 }  // namespace
 
+std::optional<ScriptError> Engine::run_statement(const Stmt& s, Frame& top, Flow* flow) {
+  try {
+    *flow = s.exec(*this, top);
+  } catch (const ScriptError& e) {
+    return e;
+  } catch (const std::bad_alloc&) {
+    return ScriptError(location(top, s.line) + "out of memory", false);
+  }
+  return std::nullopt;
+}
+
 bool Engine::execute(const Chunk& chunk, std::string* error) {
   OwnedFrame top(L_);
   top.file = chunk.file;
   for (const StmtPtr& s : chunk.statements) {
-    try {
-      if (s->exec(*this, top) == Flow::Return) break;
-    } catch (const ScriptError& e) {
-      *error = e.what();
-      return false;
-    } catch (const std::bad_alloc&) {
-      *error = location(top, s->line) + "out of memory";
+    Flow flow = Flow::Next;
+    if (auto e = run_statement(*s, top, &flow)) {
+      *error = e->what();
       return false;
     }
+    if (flow == Flow::Return) break;
   }
   return true;
 }
@@ -291,25 +302,20 @@ TestTally Engine::run_tests(std::string_view source, const std::string& file) {
     chunk = compile(source, file, ParseOptions{true, false});
   } catch (const SyntaxError& e) {
     ++tally_.failed;
-    const std::string text = syntax_message(file, e) + "\n";
-    std::fwrite(text.data(), 1, text.size(), out_);
+    write_line(syntax_message(file, e));
     return {tally_.passed - before.passed, tally_.failed - before.failed};
   }
   declare(*chunk);
   OwnedFrame top(L_);
   top.file = chunk->file;
   for (const StmtPtr& s : chunk->statements) {
-    try {
-      if (s->exec(*this, top) == Flow::Return) break;
-    } catch (const ScriptError& e) {
+    Flow flow = Flow::Next;
+    if (auto e = run_statement(*s, top, &flow)) {
       ++tally_.failed;
-      const std::string text = std::string(e.what()) + "\n";
-      std::fwrite(text.data(), 1, text.size(), out_);
-      if (e.stopped) break;
-    } catch (const std::bad_alloc&) {
-      ++tally_.failed;
-      const std::string text = location(top, s->line) + "out of memory\n";
-      std::fwrite(text.data(), 1, text.size(), out_);
+      write_line(e->what());
+      if (e->stopped) break;
+    } else if (flow == Flow::Return) {
+      break;
     }
   }
   return {tally_.passed - before.passed, tally_.failed - before.failed};

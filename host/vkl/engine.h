@@ -78,10 +78,13 @@ class Engine {
 
   // Calls a script function with arguments evaluated in the caller's frame.
   void call_function(const Function& fn, const Args& args, Frame& caller, TObject* out, int line);
-  // Calls a function value with ready argument cells (copied, never changed); `at` names the
-  // calling place for errors. Throws ScriptError.
+  // Calls a function value with ready argument cells (copied, never changed); `caller` and
+  // `line` name the calling place for errors. Throws ScriptError.
   void call_value(const TObject* function, TObject* args, int nargs, TObject* out,
                   const Frame& caller, int line);
+  // Calls a registered handler; its rejection is an error naming the function.
+  void call_handler(VKL_Handler handler, const std::string& name, TObject* args, int nargs,
+                    TObject* out, const Frame& caller, int line);
   // A function value (kind 12) of a script function or of a registered handler.
   void make_function_value(TObject* out, const Function* fn, VKL_Handler handler,
                            const std::string& name);
@@ -108,29 +111,36 @@ class Engine {
     int line_;
   };
 
-  // The error a function value raised inside a handler (through raw_call2), kept until the
-  // handler returns.
-  std::optional<ScriptError> take_callback_error() {
+  // After a handler call that returned `ok`: the error a function value raised inside it
+  // (through raw_call2) is thrown when the call failed or the run was asked to stop.
+  void rethrow_callback_error(int ok) {
     std::optional<ScriptError> e = std::move(callback_error_);
     callback_error_.reset();
-    return e;
+    if (e && (ok != 1 || e->stopped)) throw *e;
   }
 
   // Text forms in UTF-8: the display form (echo) and the literal form.
   std::string display_text(const TObject* o) const;
-  std::string literal_text(const TObject* o) const;
+  std::string literal_text(const TObject* o) const { return text_form(o, 1); }
 
   void count_check(bool passed) { passed ? ++tally_.passed : ++tally_.failed; }
+  // Writes a line to the output: echo, shown values and test reports.
+  void write_line(const std::string& text);
   void report(const Frame& F, int line, const std::string& message);
 
  private:
   static int call_hook(VKL_State* L, const TObject* function, TObject* args, int nargs,
                        TObject* result);
+  std::string text_form(const TObject* o, int mode) const;
   std::unique_ptr<Chunk> compile(std::string_view source, const std::string& file,
                                  const ParseOptions& options);
   void declare(Chunk& chunk);
+  // Runs one top-level statement; the error it raised, if any.
+  std::optional<ScriptError> run_statement(const Stmt& s, Frame& top, Flow* flow);
   // Runs top-level statements up to the first error.
   bool execute(const Chunk& chunk, std::string* error);
+  // The checks before a script function runs with `nargs` arguments.
+  void enter(const Function& fn, int nargs, const Frame& caller, int line) const;
   void run_body(const Function& fn, TObject* locals, TObject* out);
   void check_depth(const Frame& F, int line) const;
   const std::string* intern_file(const std::string& file);
@@ -150,12 +160,6 @@ class Engine {
   int site_line_ = 0;
   TestTally tally_;
 };
-
-// A cell copied the way a script copies values: scalars as they are, strings duplicated,
-// tables shared. `dst` is a nil cell; false when memory is short.
-bool copy_cell(VKL_State* L, TObject* dst, const TObject* src);
-// Moves a cell: `dst` (released first) takes over what `src` held and `src` becomes nil.
-void move_cell(VKL_State* L, TObject* dst, TObject* src);
 
 // The truth of an expression's value (VKL_AsBool): conditions, and, or, not.
 bool truth(Engine& E, Frame& F, const Expr& e);

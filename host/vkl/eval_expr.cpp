@@ -7,27 +7,8 @@
 
 namespace vkl::lang {
 
-bool copy_cell(VKL_State* L, TObject* dst, const TObject* src) {
-  if (owns_nothing(src->tag)) {
-    std::memcpy(dst, src, sizeof *dst);
-    return true;
-  }
-  return VKL_DupObjectHashRef3(L, dst, src) != 0;
-}
-
-void move_cell(VKL_State* L, TObject* dst, TObject* src) {
-  release_cell(L, dst);
-  std::memcpy(dst, src, sizeof *dst);
-  vkl_put_nil(src);
-}
-
-ArgCells::~ArgCells() {
-  for (int i = 0; i < n_; ++i)
-    if (back_[i]) move_cell(L_, back_[i], &cells_[i]);
-}
-
 void ArgCells::fill(Engine& E, Frame& F, const Args& args, bool write_back) {
-  for (int i = 0; i < n_; ++i) {
+  for (int i = 0; i < args.size(); ++i) {
     const Expr& e = *args.exprs[static_cast<size_t>(i)];
     const Slot* s = write_back ? e.variable() : nullptr;
     if (!s) {
@@ -38,7 +19,7 @@ void ArgCells::fill(Engine& E, Frame& F, const Args& args, bool write_back) {
     if (args.movable[static_cast<size_t>(i)]) {
       std::memcpy(&cells_[i], v, sizeof(TObject));
       vkl_put_nil(v);
-    } else if (!copy_cell(L_, &cells_[i], v)) {
+    } else if (!copy_cell(E.state(), &cells_[i], v)) {
       E.fail(F, e.line, "out of memory");
     }
     back_[i] = v;
@@ -47,15 +28,13 @@ void ArgCells::fill(Engine& E, Frame& F, const Args& args, bool write_back) {
 
 namespace {
 
-// Calls a registered handler with the arguments of a call node.
-void call_handler(Engine& E, Frame& F, VKL_Handler handler, const std::string& name,
-                  const Args& args, TObject* out, int line) {
-  ArgCells cells(E.state(), args.size());
-  cells.fill(E, F, args, true);
-  const Engine::CallSite site(E, F, line);
-  const int ok = handler(E.state(), cells.data(), args.size(), out);
-  if (auto error = E.take_callback_error(); error && (!ok || error->stopped)) throw *error;
-  if (!ok) E.fail(F, line, name + ": call rejected");
+// The left operand of a pair: a variable is read in place unless evaluating the right operand
+// could change it.
+const TObject* left_operand(Engine& E, Frame& F, const Expr& left, const Expr& right,
+                            TObject* tmp) {
+  if (right.pure()) return left.peek(E, F, tmp);
+  left.eval(E, F, tmp);
+  return tmp;
 }
 
 }  // namespace
@@ -72,15 +51,8 @@ const TObject* Variable::peek(Engine& E, Frame& F, TObject*) const { return E.ce
 
 void Index::eval(Engine& E, Frame& F, TObject* out) const {
   TempCell base_tmp(E.state()), key_tmp(E.state());
-  const TObject* b;
-  if (key->pure()) {
-    b = base->peek(E, F, base_tmp.get());
-  } else {
-    base->eval(E, F, base_tmp.get());
-    b = base_tmp.get();
-  }
+  const TObject* b = vkl_follow(left_operand(E, F, *base, *key, base_tmp.get()));
   const TObject* k = key->peek(E, F, key_tmp.get());
-  b = vkl_follow(b);
   if (b->tag == VKL_TNIL) return;  // indexing nil reads nil
   if (b->tag != VKL_TTABLE) E.fail(F, line, "cannot index " + kind_name(b));
   const TObject* entry = VKL_HashGet(vkl_table(b), vkl_follow(k));
@@ -100,14 +72,7 @@ void Unary::eval(Engine& E, Frame& F, TObject* out) const {
 
 void Binary::eval(Engine& E, Frame& F, TObject* out) const {
   TempCell ta(E.state()), tb(E.state());
-  // A variable is read in place unless evaluating the right side could change it.
-  const TObject* a;
-  if (rhs->pure()) {
-    a = lhs->peek(E, F, ta.get());
-  } else {
-    lhs->eval(E, F, ta.get());
-    a = ta.get();
-  }
+  const TObject* a = left_operand(E, F, *lhs, *rhs, ta.get());
   const TObject* b = rhs->peek(E, F, tb.get());
   if (a->tag == VKL_TINT && b->tag == VKL_TINT) {
     const int64_t x = vkl_int(a), y = vkl_int(b);
@@ -181,8 +146,13 @@ void Call::eval(Engine& E, Frame& F, TObject* out) const {
     if (!function && !handler) E.fail(F, line, "unknown function " + name);
     cached_generation = E.generation();
   }
-  if (function) E.call_function(*function, args, F, out, line);
-  else call_handler(E, F, handler, name, args, out, line);
+  if (function) {
+    E.call_function(*function, args, F, out, line);
+    return;
+  }
+  ArgCells cells(E.state(), args.size());
+  cells.fill(E, F, args, true);
+  E.call_handler(handler, name, cells.data(), args.size(), out, F, line);
 }
 
 void MethodCall::eval(Engine& E, Frame& F, TObject* out) const {
@@ -192,7 +162,7 @@ void MethodCall::eval(Engine& E, Frame& F, TObject* out) const {
   cells.fill(E, F, args, true);
   const Engine::CallSite site(E, F, line);
   const int ok = VKL_CallAnyMethod(E.state(), obj.get(), name.c_str(), cells.data(), args.size(), out);
-  if (auto error = E.take_callback_error(); error && (ok != 1 || error->stopped)) throw *error;
+  E.rethrow_callback_error(ok);
   if (ok == -1) E.fail(F, line, "no method " + name + " for " + kind_name(vkl_follow(obj.get())));
   if (ok != 1) E.fail(F, line, name + ": call rejected");
 }

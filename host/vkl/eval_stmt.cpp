@@ -19,10 +19,7 @@ int64_t bound_of(Engine& E, Frame& F, const Expr& e) {
 Flow ExprStmt::exec(Engine& E, Frame& F) const {
   TempCell value(E.state());
   expr->eval(E, F, value.get());
-  if (print) {
-    const std::string text = E.literal_text(value.get()) + "\n";
-    std::fwrite(text.data(), 1, text.size(), E.out());
-  }
+  if (print) E.write_line(E.literal_text(value.get()));
   return Flow::Next;
 }
 
@@ -61,8 +58,7 @@ Flow Echo::exec(Engine& E, Frame& F) const {
     if (i) line_text += ' ';
     line_text += E.display_text(v);
   }
-  line_text += '\n';
-  std::fwrite(line_text.data(), 1, line_text.size(), E.out());
+  E.write_line(line_text);
   return Flow::Next;
 }
 

@@ -1,13 +1,12 @@
 #include "host/vkl/host.h"
 
 #include <dlfcn.h>
-#include <pwd.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
-#include <vector>
+
+#include <vkl/kernel.h>
 
 namespace vkl::lang {
 namespace {
@@ -22,20 +21,6 @@ bool is_file(const std::string& path) {
 
 }  // namespace
 
-std::string program_directory() {
-  std::vector<char> buf(4096);
-  const ssize_t n = ::readlink("/proc/self/exe", buf.data(), buf.size() - 1);
-  if (n <= 0) return "./";
-  std::string path(buf.data(), static_cast<size_t>(n));
-  const size_t slash = path.rfind('/');
-  return slash == std::string::npos ? "./" : path.substr(0, slash + 1);
-}
-
-std::string system_user_name() {
-  if (const passwd* pw = ::getpwuid(::getuid()); pw && pw->pw_name) return pw->pw_name;
-  return std::to_string(::getuid());
-}
-
 Host::~Host() {
   // The library stays loaded: objects it registered may be released after the state.
   if (L_) VKL_InterpFreeState(L_);
@@ -47,9 +32,9 @@ bool Host::start(const HostOptions& options, std::string* error) {
     *error = "cannot create the interpreter state";
     return false;
   }
-  const std::string user = options.user.empty() ? system_user_name() : options.user;
-  VKL_SetUser(L_, user.c_str(), user.c_str());
-  VKL_SetUserRights(user.c_str(), VKL_RIGHT_ALL & ~options.denied_rights);
+  // A new state runs as the operating-system user unless the command line names another.
+  if (!options.user.empty()) VKL_SetUser(L_, options.user.c_str(), options.user.c_str());
+  VKL_SetUserRights(VKL_GetUserNameFromL(L_), VKL_RIGHT_ALL & ~options.denied_rights);
 
   std::string config = options.config;
   bool required = !config.empty();
@@ -58,12 +43,8 @@ bool Host::start(const HostOptions& options, std::string* error) {
       config = env;
       required = true;
     } else {
-      config = program_directory() + "vkl.ini";
+      config = std::string(VK_ModulePath()) + "vkl.ini";
     }
-  }
-  if (required && !is_file(config)) {
-    *error = "cannot read the settings file " + config;
-    return false;
   }
   if (!VKL_LoadSettings(config.c_str()) && required) {
     *error = "cannot read the settings file " + config;
@@ -71,7 +52,7 @@ bool Host::start(const HostOptions& options, std::string* error) {
   }
 
   const std::string plugin =
-      options.plugin.empty() ? program_directory() + "libvklcplugin.so" : options.plugin;
+      options.plugin.empty() ? std::string(VK_ModulePath()) + "libvklcplugin.so" : options.plugin;
   if (options.plugin.empty() && !is_file(plugin)) {
     // The language still runs (its tests need no library), but the user should know.
     std::fprintf(stderr, "vkl: %s not found; running without the function library\n",

@@ -34,8 +34,4 @@ class Host {
   void* plugin_ = nullptr;
 };
 
-// The directory of the running program, with a trailing '/'.
-std::string program_directory();
-std::string system_user_name();
-
 }  // namespace vkl::lang

@@ -40,16 +40,6 @@ int hex_value(char c) {
   return -1;
 }
 
-bool same_word(std::string_view a, std::string_view lower) {
-  if (a.size() != lower.size()) return false;
-  for (size_t i = 0; i < a.size(); ++i) {
-    char c = a[i];
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-    if (c != lower[i]) return false;
-  }
-  return true;
-}
-
 // What a string literal decodes to.
 enum class Width { Narrow, Wide, Bytes };
 
@@ -129,11 +119,11 @@ class Lexer {
   void read_word(Token& t) {
     const size_t start = pos_;
     while (pos_ < src_.size() && is_ident_char(src_[pos_])) ++pos_;
-    const std::string_view word = src_.substr(start, pos_ - start);
     t.kind = Tok::Ident;
-    t.text = std::string(word);
+    t.text = std::string(src_.substr(start, pos_ - start));
+    const std::string lower = ascii_lower(t.text);
     for (const Keyword& k : kKeywords) {
-      if (same_word(word, k.word)) {
+      if (lower == k.word) {
         t.kind = k.kind;
         return;
       }

@@ -123,14 +123,7 @@ std::u16string_view wide_view(const TObject* o) {
 
 // UTF-16 of a narrow or wide string cell.
 std::u16string wide_of(const TObject* o) {
-  if (o->tag == VKL_TWSTRING) return std::u16string(wide_view(o));
-  const std::string_view s = narrow_view(o);
-  const auto len = static_cast<int64_t>(s.size());
-  const int64_t units = VKL_MultiByteToWide(0, s.data(), len, nullptr, 0);
-  if (units <= 0) return {};
-  std::u16string w(static_cast<size_t>(units), u'\0');
-  VKL_MultiByteToWide(0, s.data(), len, w.data(), units);
-  return w;
+  return o->tag == VKL_TWSTRING ? std::u16string(wide_view(o)) : host_to_wide(narrow_view(o));
 }
 
 int compare_texts(const TObject* a, const TObject* b) {

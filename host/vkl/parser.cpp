@@ -6,6 +6,7 @@
 #include <unordered_set>
 
 #include "host/vkl/engine.h"
+#include "host/vkl/operators.h"
 #include "host/vkl/text_codec.h"
 
 namespace vkl::lang {
@@ -447,11 +448,8 @@ class Parser {
       } else {
         const int64_t value = negated ? static_cast<int64_t>(0ULL - static_cast<uint64_t>(raw))
                                       : raw;
-        if (!t.int64_suffix && value >= std::numeric_limits<int32_t>::min() &&
-            value <= std::numeric_limits<int32_t>::max())
-          vkl_put_int(&v, static_cast<int32_t>(value));
-        else
-          vkl_put_int64(&v, value);
+        if (t.int64_suffix) vkl_put_int64(&v, value);
+        else put_integer(&v, value);
       }
     }
     return std::make_unique<Constant>(t.line, L_, v);

@@ -28,13 +28,14 @@ std::string from_wide(int codePage, std::u16string_view wide) {
   return out;
 }
 
-}  // namespace
-
+// ASCII reads the same in UTF-8 and in every host code page.
 bool is_ascii(std::string_view text) {
   for (const char c : text)
     if (static_cast<unsigned char>(c) >= 0x80) return false;
   return true;
 }
+
+}  // namespace
 
 std::string utf8_to_host(std::string_view utf8) {
   if (is_ascii(utf8)) return std::string(utf8);
@@ -47,6 +48,8 @@ std::string host_to_utf8(std::string_view host) {
 }
 
 std::u16string utf8_to_wide(std::string_view utf8) { return to_wide(kUtf8, utf8); }
+
+std::u16string host_to_wide(std::string_view host) { return to_wide(kHostCodePage, host); }
 
 std::string wide_to_utf8(std::u16string_view wide) { return from_wide(kUtf8, wide); }
 

@@ -9,14 +9,12 @@
 
 namespace vkl::lang {
 
-// True when every byte is ASCII, which reads the same in UTF-8 and in every host code page.
-bool is_ascii(std::string_view text);
-
 // UTF-8 to the host code page; characters the code page lacks become its substitute.
 std::string utf8_to_host(std::string_view utf8);
 // Host code page to UTF-8, for printing narrow strings.
 std::string host_to_utf8(std::string_view host);
 std::u16string utf8_to_wide(std::string_view utf8);
+std::u16string host_to_wide(std::string_view host);
 std::string wide_to_utf8(std::u16string_view wide);
 
 // ASCII letters lowered; names of variables and functions ignore case.
