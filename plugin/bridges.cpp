@@ -1,7 +1,6 @@
 #include "plugin/bridges.h"
 
 #include <cstdio>
-#include <exception>
 
 #include "plugin/loaded_modules.h"
 
@@ -33,21 +32,21 @@ void* g_blp = nullptr;
 // The Python bridge's module name follows the configured interpreter version; a version that
 // is later removed keeps the name last built.
 char g_python_module[64] = "VKLPy3.so";
-int g_python_version = 0;
 
 int setting(const char* section, const char* key) {
   return VKL_FileMgrGetPrivateProfileInt(section, key, 0);
 }
 
-void update_python_module() {
-  g_python_version = setting(kPythonSection, "version");
-  if (g_python_version < 1) return;
+// Rebuilds the Python module name from the settings; false when no version is configured.
+bool update_python_module() {
+  const int version = setting(kPythonSection, "version");
+  if (version < 1) return false;
   const int subversion = setting(kPythonSection, "subversion");
   if (subversion == 0)
-    std::snprintf(g_python_module, sizeof g_python_module, "VKLPy%d.so", g_python_version);
+    std::snprintf(g_python_module, sizeof g_python_module, "VKLPy%d.so", version);
   else
-    std::snprintf(g_python_module, sizeof g_python_module, "VKLPy%d%d.so", g_python_version,
-                  subversion);
+    std::snprintf(g_python_module, sizeof g_python_module, "VKLPy%d%d.so", version, subversion);
+  return true;
 }
 
 // Loads one bridge unless it was loaded before: the "Enabled" setting, the module, its entry
@@ -66,6 +65,17 @@ void load_bridge(VKL_State* L, const char* section, const char* module, void** h
   }
 }
 
+// Start-up tries Python only when a version is configured and leaves BLP out; a settings
+// change tries every bridge.
+void load_bridges(VKL_State* L, bool at_startup) {
+  load_bridge(L, kJavaSection, kJavaModule, &g_java);
+  load_bridge(L, kRSection, kRModule, &g_r);
+  if (update_python_module() || !at_startup)
+    load_bridge(L, kPythonSection, g_python_module, &g_python);
+  load_bridge(L, kMatlabSection, kMatlabModule, &g_matlab);
+  if (!at_startup) load_bridge(L, kBlpSection, kBlpModule, &g_blp);
+}
+
 }  // namespace
 
 void save_register_table(VKL_RegisterTableFn registerTable) {
@@ -73,21 +83,11 @@ void save_register_table(VKL_RegisterTableFn registerTable) {
 }
 
 void load_startup_bridges(VKL_State* L) {
-  load_bridge(L, kJavaSection, kJavaModule, &g_java);
-  load_bridge(L, kRSection, kRModule, &g_r);
-  update_python_module();
-  if (g_python_version > 0) load_bridge(L, kPythonSection, g_python_module, &g_python);
-  load_bridge(L, kMatlabSection, kMatlabModule, &g_matlab);
+  load_bridges(L, true);
 }
 
 void bridge_notify(const char* fileName, int kind) {
-  if (VKL_IsNotifyFileMgrIni(fileName, kind)) return;
-  load_bridge(nullptr, kJavaSection, kJavaModule, &g_java);
-  load_bridge(nullptr, kRSection, kRModule, &g_r);
-  update_python_module();
-  load_bridge(nullptr, kPythonSection, g_python_module, &g_python);
-  load_bridge(nullptr, kMatlabSection, kMatlabModule, &g_matlab);
-  load_bridge(nullptr, kBlpSection, kBlpModule, &g_blp);
+  if (!VKL_IsNotifyFileMgrIni(fileName, kind)) load_bridges(nullptr, false);
 }
 
 }  // namespace vkl::plugin

@@ -3,10 +3,12 @@
 // script class whose construction throws).
 #include "plugin/createobject.h"
 
+#include <strings.h>
+
 #include <vkl/interp.h>
 #include <vkl/kernel.h>
 
-#include <cctype>
+#include <cstring>
 #include <new>
 #include <string>
 
@@ -18,7 +20,8 @@ namespace {
 // The manager that stands for the host's script classes.
 constexpr const char* kScriptClassManager = "VKLObject";
 
-// The class name of a narrow or wide string cell, narrow and lower case.
+// The class name of a narrow or wide string cell, as narrow text (managers are found without
+// regard to case).
 bool class_name(const TObject* o, std::string* name) {
   if (vkl_is_string_tag(o->tag)) {
     name->assign(VKL_AsString(o), static_cast<size_t>(VKL_StringLen(o)));
@@ -32,7 +35,6 @@ bool class_name(const TObject* o, std::string* name) {
   } else {
     return false;
   }
-  for (char& c : *name) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
   return true;
 }
 
@@ -66,7 +68,10 @@ int createobject(VKL_State* L, TObject* args, int nargs, TObject* result) {
   } catch (const std::bad_alloc&) {
     return 0;
   }
-  if (name == "vklobject") return 0;
+  // The script-class manager's own name is reserved, in any case.
+  if (name.size() == std::strlen(kScriptClassManager) &&
+      strcasecmp(name.c_str(), kScriptClassManager) == 0)
+    return 0;
   VKL_AnyMan* manager = VKL_FindAnyMan(name.c_str());
   if (!manager) return instantiate_script_class(L, args, nargs, result);
   return store_new_object(L, result, VKL_NewAnyEx(L, manager, args + 1, nargs - 1));

@@ -99,7 +99,7 @@ int vkinnercall(VKL_State* L, TObject* args, int nargs, TObject* result) {
       break;
     case kKeyUserId:
       if (g_crypto.rsa_user_id && arg_string(args, nargs, 1, &key)) {
-        if (const char* user = g_crypto.rsa_user_id(VKL_AsString(arg_at(args, 1))))
+        if (const char* user = g_crypto.rsa_user_id(key.data()))
           VKL_SetStringEx(L, result, user, static_cast<int64_t>(strnlen(user, kKeyBufferSize)));
       }
       break;

@@ -48,20 +48,30 @@ class PendingTable {
   TObject cell_;
 };
 
+// A new table under `key` of `rows`, or null.
+VKL_Table* add_row(VKL_State* L, VKL_Table* rows, int32_t key) {
+  TObject* cell = VKL_HashSetInt(L, rows, key);
+  return cell ? VKL_NewHash(L, cell) : nullptr;
+}
+
+// The file's time and size under keys `first` and `first` + 1 of a row.
+bool put_time_size(VKL_State* L, VKL_Table* row, int32_t first, double time, int64_t size) {
+  TObject* time_cell = VKL_HashSetInt(L, row, first);
+  if (!time_cell) return false;
+  VKL_SetReal(L, time_cell, time);
+  TObject* size_cell = VKL_HashSetInt(L, row, first + 1);
+  if (!size_cell) return false;
+  VKL_SetInt64(L, size_cell, size);
+  return true;
+}
+
 // {0: time, 1: size} of one file (zeros when it cannot be read).
 bool add_time_size_row(VKL_State* L, VKL_Table* rows, int32_t key, const std::string& path) {
   double time = 0;
   int64_t size = 0;
   VKL_GetFileTimeSize(path.c_str(), &time, &size);
-  TObject* cell = VKL_HashSetInt(L, rows, key);
-  VKL_Table* row = cell ? VKL_NewHash(L, cell) : nullptr;
-  TObject* time_cell = row ? VKL_HashSetInt(L, row, 0) : nullptr;
-  if (!time_cell) return false;
-  VKL_SetReal(L, time_cell, time);
-  TObject* size_cell = VKL_HashSetInt(L, row, 1);
-  if (!size_cell) return false;
-  VKL_SetInt64(L, size_cell, size);
-  return true;
+  VKL_Table* row = add_row(L, rows, key);
+  return row && put_time_size(L, row, 0, time, size);
 }
 
 // {0: path, 1: time, 2: size} of one module; skipped (true) when its file cannot be read.
@@ -70,17 +80,11 @@ bool add_module_row(VKL_State* L, VKL_Table* rows, int32_t* next_key, std::strin
   double time = 0;
   int64_t size = 0;
   if (!VKL_GetFileTimeSize(path.c_str(), &time, &size)) return true;
-  TObject* cell = VKL_HashSetInt(L, rows, *next_key);
-  VKL_Table* row = cell ? VKL_NewHash(L, cell) : nullptr;
+  VKL_Table* row = add_row(L, rows, *next_key);
   TObject* path_cell = row ? VKL_HashSetInt(L, row, 0) : nullptr;
-  if (!path_cell || !VKL_SetStringEx(L, path_cell, path.data(), static_cast<int64_t>(path.size())))
+  if (!path_cell || !VKL_SetStringEx(L, path_cell, path.data(), static_cast<int64_t>(path.size())) ||
+      !put_time_size(L, row, 1, time, size))
     return false;
-  TObject* time_cell = VKL_HashSetInt(L, row, 1);
-  if (!time_cell) return false;
-  VKL_SetReal(L, time_cell, time);
-  TObject* size_cell = VKL_HashSetInt(L, row, 2);
-  if (!size_cell) return false;
-  VKL_SetInt64(L, size_cell, size);
   ++*next_key;
   return true;
 }

@@ -63,13 +63,13 @@ bool read_prefix(VKL_State* L, char* buffer) {
 
 // create(name [, autoWait]): the record, or null when nothing may be created
 void* create_mutex(VKL_State* L, TObject* args, int nargs) {
-  char name[kNameBufferSize] = {};
-  if (!read_prefix(L, name)) return nullptr;
-  if (!VKL_CheckHighLevelSecurity(L, name, kPrefixSecurityLevel)) return nullptr;
   std::string_view script_name;
   if (nargs < 1 || nargs > 2 || !arg_string(args, nargs, 0, &script_name)) return nullptr;
   const bool auto_wait = nargs < 2 || VKL_AsBool(arg_at(args, 1));
   if (script_name.size() > kMaxScriptName) return nullptr;
+  char name[kNameBufferSize] = {};
+  if (!read_prefix(L, name)) return nullptr;
+  if (!VKL_CheckHighLevelSecurity(L, name, kPrefixSecurityLevel)) return nullptr;
   if (!append(name, "_") || !append(name, script_name)) return nullptr;
   for (char* c = name; *c; ++c)
     if (*c == '/' || *c == ':' || *c == '\\') *c = '_';
@@ -143,9 +143,9 @@ void register_mutex_manager() {
   if (manager) VKL_RegisterAnyMan(kMutexTypeName, manager);
 }
 
-// vk_mutex(name [, autoWait]): a tvk_mutex object, held at once unless autoWait is false
+// vk_mutex(name [, autoWait]): a tvk_mutex object, held at once unless autoWait is false; the
+// type's creation checks the arguments
 int vk_mutex(VKL_State* L, TObject* args, int nargs, TObject* result) {
-  if (nargs < 1 || nargs > 2 || !arg_is_string(args, nargs, 0)) return 0;
   return store_new_object(L, result, VKL_NewAny(L, kMutexTypeName, args, nargs));
 }
 
