@@ -1,4 +1,4 @@
-// Host settings and their notifications, and the import/export format registry.
+// Host settings and their notifications.
 #include <unistd.h>
 
 #include <cstdio>
@@ -87,22 +87,4 @@ TEST_F(SettingsTest, ReloadNotifiesWithPathAndKind) {
   ASSERT_EQ(g_notified.size(), 5u);
   EXPECT_EQ(g_notified[4].first, "filemgr.ini");
   EXPECT_EQ(VKL_IsNotifyFileMgrIni(g_notified[4].first.c_str(), g_notified[4].second), 1);
-}
-
-namespace {
-
-int save_a(VKL_State*, const TObject*, const char*) { return 1; }
-int save_b(VKL_State*, const TObject*, const char*) { return 2; }
-
-}  // namespace
-
-TEST(ImpExp, RegisterFindAndReplace) {
-  static const VKL_ImpExpFormat first = {903, "first", save_a, nullptr, nullptr, nullptr};
-  static const VKL_ImpExpFormat second = {903, "second", save_b, nullptr, nullptr, nullptr};
-  EXPECT_EQ(VKL_FindImpExp(903), nullptr);
-  ASSERT_EQ(VKL_RegisterImpExp(903, &first), 1);
-  EXPECT_EQ(VKL_FindImpExp(903), &first);
-  ASSERT_EQ(VKL_RegisterImpExp(903, &second), 1);
-  EXPECT_EQ(VKL_FindImpExp(903)->save(nullptr, nullptr, ""), 2);
-  EXPECT_EQ(VKL_RegisterImpExp(904, nullptr), 0);
 }
