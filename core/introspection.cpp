@@ -20,13 +20,6 @@ namespace {
 using plugin::arg_at;
 using plugin::arg_is_number;
 
-// Moves a finished value into `dst`, releasing what `dst` held; `src` becomes nil.
-void install(VKL_State* L, TObject* dst, TObject* src) {
-  VKL_FreeObjectContent(L, dst);
-  *dst = *src;
-  vkl_put_nil(src);
-}
-
 // Cells owned by a handler for the length of one call, released on every way out.
 class OwnedCells {
  public:
@@ -185,27 +178,25 @@ int setlength(VKL_State* L, TObject* args, int nargs, TObject* result) {
   if (nargs != 2 || !arg_is_number(args, nargs, 1)) return 0;
   TObject* var = arg_at(args, 0);
   const int64_t n = VKL_AsInt64(arg_at(args, 1));
+  // A fixed matrix passes any size on to the kernel, which answers for a negative one.
+  if (n < 0 && var->tag != VKL_TFIXEDMATRIX) return 0;
   bool resized = false;
   switch (var->tag) {
     case VKL_TSTRING:
     case VKL_TSTRING2:
-      if (n < 0) return 0;
       resized = resize_text<char>(L, var, VKL_StringLen(var), n);
       break;
     case VKL_TWSTRING:
-      if (n < 0) return 0;
       resized = resize_text<vkl_wchar>(L, var, VKL_WStringLen(var), n);
       break;
     case VKL_TBINARY:
-      if (n < 0) return 0;
       resized = resize_binary(L, var, n);
       break;
     case VKL_TMATRIX:
-      if (n < 0) return 0;
       resized = VKL_Matrix_Resize(L, var, n) != 0;
       break;
     case VKL_TFIXEDMATRIX:
-      resized = VKL_FM_Resize(L, var, VKL_AsIntPtr(arg_at(args, 1))) != 0;
+      resized = VKL_FM_Resize(L, var, n) != 0;
       break;
     default:
       return 0;

@@ -28,12 +28,6 @@ bool stack_room() {
   return avail == 0 || avail >= kStackReserve;
 }
 
-// Moves a finished value into the nil cell `dst`, which takes over what `src` held.
-void move_into_nil(TObject* dst, TObject* src) {
-  *dst = *src;
-  vkl_put_nil(src);
-}
-
 // Walks a table while `budget` is not zero, giving every entry the answer of its value; an
 // entry that is a table is walked with one less budget. A negative budget never reaches zero,
 // so it walks every level. `follow` says whether a reference is answered as its target.
@@ -41,7 +35,8 @@ class DeepAnswer {
  public:
   DeepAnswer(VKL_State* L, LeafAnswer leaf, bool follow) : L_(L), leaf_(leaf), follow_(follow) {}
 
-  // Answers the value `x`; 0 when stack or memory ran out (`out`, a nil cell, stays nil).
+  // Puts the answer for `x` into `out`; false, with `out` untouched, when stack or memory ran
+  // out.
   bool answer(const TObject* x, int64_t budget, TObject* out) {
     const TObject* cell = follow_ ? vkl_follow(x) : x;
     if (budget == 0 || cell->tag != VKL_TTABLE) {
@@ -63,17 +58,14 @@ class DeepAnswer {
       const TObject* key = nullptr;
       const TObject* value = VKL_HashRawGetN(t, pos, &key);
       if (!value) continue;
-      TObject element;
-      vkl_put_nil(&element);
-      TObject* slot = nullptr;
-      if (!answer(value, budget - 1, &element) || !(slot = VKL_HashSet(L_, answers, key))) {
-        VKL_FreeObjectContent(L_, &element);
+      // The walk below builds other tables only, so the slot stays valid while it runs.
+      TObject* slot = VKL_HashSet(L_, answers, key);
+      if (!slot || !answer(value, budget - 1, slot)) {
         VKL_FreeObjectContent(L_, &fresh);
         return false;
       }
-      move_into_nil(slot, &element);
     }
-    move_into_nil(out, &fresh);
+    install(L_, out, &fresh);
     return true;
   }
 
@@ -81,10 +73,6 @@ class DeepAnswer {
   LeafAnswer leaf_;
   bool follow_;
 };
-
-int32_t kind_of(const TObject* o) {
-  return vkl_kind(o);
-}
 
 // The object header of a host object cell, or null.
 const VKL_HostObject* host_object(const TObject* o) {
@@ -99,13 +87,8 @@ int answer_kind(VKL_State* L, TObject* args, int nargs, TObject* result, LeafAns
   if (nargs < 1 || nargs > 2) return 0;
   if (nargs == 2 && !arg_is_number(args, nargs, 1)) return 0;
   const int64_t depth = nargs == 2 ? VKL_AsInt(arg_at(args, 1)) : 0;
-  TObject answer;
-  vkl_put_nil(&answer);
   DeepAnswer walker(L, leaf, follow);
-  if (!walker.answer(&args[0], -depth, &answer)) return 0;
-  VKL_FreeObjectContent(L, result);
-  move_into_nil(result, &answer);
-  return 1;
+  return walker.answer(&args[0], -depth, result) ? 1 : 0;
 }
 
 // datatype(x [, deep]): the kind code of x; deep: a table of element kinds, the element type of
@@ -117,7 +100,7 @@ int datatype(VKL_State* L, TObject* args, int nargs, TObject* result) {
     VKL_SetInt(L, result, VKL_FMGetType(static_cast<const VKL_FixedMatrix*>(vkl_ptr(x))));
     return 1;
   }
-  return answer_kind(L, args, nargs, result, kind_of, true);
+  return answer_kind(L, args, nargs, result, vkl_kind, true);
 }
 
 // ifcache(x [, deep]): 1 when the argument itself is a reference (not followed)

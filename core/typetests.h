@@ -4,18 +4,23 @@
 // nested tables.
 #pragma once
 
-#include <vkl/object.h>
-
-#include <cstdint>
+#include <vkl/kernel.h>
 
 #include "plugin/function_row.h"
 
 namespace vkl::core {
 
+// Moves a finished value into `dst`, releasing what `dst` held; `src` becomes nil.
+inline void install(VKL_State* L, TObject* dst, TObject* src) {
+  VKL_FreeObjectContent(L, dst);
+  *dst = *src;
+  vkl_put_nil(src);
+}
+
 // Kinds (typetests.cpp).
 
 // The answer for one value that is not walked into: a kind code or a test's 1 / 0.
-using LeafAnswer = int32_t (*)(const TObject* cell);
+using LeafAnswer = int (*)(const TObject* cell);
 // The common body of datatype and the single-kind tests, (x [, deep]): the leaf answer of x, or
 // with deep a table of the answers of its elements. `follow`: a reference is answered as its
 // target.
@@ -23,7 +28,7 @@ int answer_kind(VKL_State* L, TObject* args, int nargs, TObject* result, LeafAns
                 bool follow);
 
 template <int... Tags>
-int32_t has_kind(const TObject* cell) {
+int has_kind(const TObject* cell) {
   return ((cell->tag == Tags) || ...) ? 1 : 0;
 }
 
