@@ -82,7 +82,8 @@ bool add_module_row(VKL_State* L, VKL_Table* rows, int32_t* next_key, std::strin
   if (!VKL_GetFileTimeSize(path.c_str(), &time, &size)) return true;
   VKL_Table* row = add_row(L, rows, *next_key);
   TObject* path_cell = row ? VKL_HashSetInt(L, row, 0) : nullptr;
-  if (!path_cell || !VKL_SetStringEx(L, path_cell, path.data(), static_cast<int64_t>(path.size())) ||
+  const auto path_len = static_cast<int64_t>(path.size());
+  if (!path_cell || !VKL_SetStringEx(L, path_cell, path.data(), path_len) ||
       !put_time_size(L, row, 1, time, size))
     return false;
   ++*next_key;

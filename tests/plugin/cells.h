@@ -1,5 +1,10 @@
-// Argument and result cells for calling handlers directly, released at the end of a test.
+// Cells for calling handlers directly, users without rights, and named mutexes that are
+// removed from the system when a test ends.
 #pragma once
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
 
 #include <vkl/interp.h>
 #include <vkl/kernel.h>
@@ -8,8 +13,11 @@
 #include <string>
 #include <vector>
 
+#include "system/named_mutex.h"
+
 namespace plugin_test {
 
+// Argument or result cells, released at the end of a test.
 class Cells {
  public:
   Cells(VKL_State* L, size_t count) : L_(L), cells_(count) {
@@ -24,47 +32,43 @@ class Cells {
   TObject* data() { return cells_.data(); }
   TObject& operator[](size_t i) { return cells_[i]; }
   int count() const { return static_cast<int>(cells_.size()); }
-
-  void text(size_t i, const std::string& s) {
+  Cells& text(size_t i, const std::string& s) {
     VKL_SetStringEx(L_, &cells_[i], s.data(), static_cast<int64_t>(s.size()));
+    return *this;
   }
-  void integer(size_t i, int32_t v) { VKL_SetInt(L_, &cells_[i], v); }
+  Cells& integer(size_t i, int32_t v) {
+    VKL_SetInt(L_, &cells_[i], v);
+    return *this;
+  }
 
  private:
   VKL_State* L_;
   std::vector<TObject> cells_;
 };
 
-// A result cell holding an owned string, to see that a rejected call leaves it as it was.
-class SentinelResult {
- public:
-  explicit SentinelResult(VKL_State* L) : L_(L) {
-    vkl_put_nil(&cell_);
-    VKL_SetString(L_, &cell_, "untouched");
-    std::memcpy(&before_, &cell_, sizeof cell_);
-  }
-  ~SentinelResult() { VKL_FreeObjectContent(L_, &cell_); }
-  SentinelResult(const SentinelResult&) = delete;
-  SentinelResult& operator=(const SentinelResult&) = delete;
+inline std::string text_of(const TObject* o) {
+  return std::string(VKL_AsString(o), VKL_StringLen(o));
+}
 
-  TObject* get() { return &cell_; }
-  bool untouched() const {
-    return std::memcmp(&cell_, &before_, sizeof cell_) == 0 &&
-           std::strcmp(VKL_AsString(&cell_), "untouched") == 0;
-  }
-
- private:
-  VKL_State* L_;
-  TObject cell_;
-  TObject before_;
-};
+// True when the handler rejects the call and leaves a result cell holding an owned text
+// exactly as it was.
+inline bool rejects_untouched(VKL_Handler handler, VKL_State* L, Cells& args) {
+  TObject result;
+  vkl_put_nil(&result);
+  VKL_SetString(L, &result, "untouched");
+  TObject before;
+  std::memcpy(&before, &result, sizeof result);
+  const bool rejected = handler(L, args.data(), args.count(), &result) == 0;
+  const bool same = rejected && std::memcmp(&result, &before, sizeof result) == 0 &&
+                    std::strcmp(VKL_AsString(&result), "untouched") == 0;
+  VKL_FreeObjectContent(L, &result);
+  return same;
+}
 
 // A state of its own for a user who holds no rights unless a test gives them.
 class GuestState {
  public:
-  explicit GuestState(const char* user = "plugin-test-guest") : L_(VKL_InterpNewState()) {
-    VKL_SetUser(L_, user, user);
-  }
+  explicit GuestState(const char* user) : L_(VKL_InterpNewState()) { VKL_SetUser(L_, user, user); }
   ~GuestState() { VKL_InterpFreeState(L_); }
   GuestState(const GuestState&) = delete;
   GuestState& operator=(const GuestState&) = delete;
@@ -72,6 +76,25 @@ class GuestState {
 
  private:
   VKL_State* L_;
+};
+
+// A named mutex's system name whose shared-memory object is removed when the test ends.
+class MutexName {
+ public:
+  explicit MutexName(std::string name) : name_(std::move(name)) {}
+  ~MutexName() { shm_unlink(vkl::system::named_mutex_object_name(name_).c_str()); }
+  MutexName(const MutexName&) = delete;
+  MutexName& operator=(const MutexName&) = delete;
+
+  const std::string& str() const { return name_; }
+  bool exists() const {
+    const int fd = shm_open(vkl::system::named_mutex_object_name(name_).c_str(), O_RDONLY, 0);
+    if (fd >= 0) close(fd);
+    return fd >= 0;
+  }
+
+ private:
+  std::string name_;
 };
 
 }  // namespace plugin_test

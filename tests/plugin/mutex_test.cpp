@@ -4,14 +4,14 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <vkl/kernel.h>
-
+#include <climits>
 #include <future>
+#include <memory>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "cells.h"
-#include "mutex_name.h"
 #include "recording_host.h"
 #include "system/named_mutex.h"
 
@@ -20,21 +20,27 @@ namespace {
 
 using namespace vkl::system;
 
-std::string unique(const std::string& name) {
-  return name + "_" + std::to_string(getpid());
-}
+std::string unique(const std::string& name) { return name + "_" + std::to_string(getpid()); }
 
 // What another thread gets when it waits `ms` for the mutex (it gives the mutex back).
 int wait_from_other_thread(const std::string& name, int64_t ms) {
   int code = kWaitFailed;
-  std::thread other([&] {
+  std::thread([&] {
     const intptr_t h = named_mutex_open(name);
     code = named_mutex_wait(h, ms);
     if (code == kWaitAcquired || code == kWaitAbandoned) named_mutex_release(h);
     named_mutex_close(h);
-  });
-  other.join();
+  }).join();
   return code;
+}
+
+// A thread that takes the mutex and ends without giving it back.
+void die_holding(const std::string& name, int times) {
+  std::thread([&] {
+    const intptr_t h = named_mutex_open(name);
+    for (int i = 0; i < times; ++i) EXPECT_EQ(named_mutex_wait(h, 0), kWaitAcquired);
+    named_mutex_close(h);
+  }).join();
 }
 
 TEST(NamedMutex, ObjectNamesAreAcceptedBySharedMemory) {
@@ -43,10 +49,9 @@ TEST(NamedMutex, ObjectNamesAreAcceptedBySharedMemory) {
   EXPECT_EQ(named_mutex_object_name(""), "/_");
   EXPECT_EQ(named_mutex_object_name(".."), "/.._");
   const std::string long_a(600, 'a');
-  const std::string long_b = std::string(599, 'a') + "b";
   const std::string name_a = named_mutex_object_name(long_a);
   EXPECT_LE(name_a.size(), 255u);
-  EXPECT_NE(name_a, named_mutex_object_name(long_b));
+  EXPECT_NE(name_a, named_mutex_object_name(std::string(599, 'a') + "b"));
   MutexName really(long_a);
   const intptr_t h = named_mutex_open(really.str());
   ASSERT_NE(h, 0);
@@ -75,12 +80,7 @@ TEST(NamedMutex, OwnerReentersOthersTimeOut) {
 
 TEST(NamedMutex, OwnerDeathHandsTheMutexOnAsAbandoned) {
   MutexName name(unique("plugin_test_abandon"));
-  std::thread owner([&] {
-    const intptr_t h = named_mutex_open(name.str());
-    EXPECT_EQ(named_mutex_wait(h, 0), kWaitAcquired);
-    EXPECT_EQ(named_mutex_wait(h, 0), kWaitAcquired);
-  });  // ends holding it twice
-  owner.join();
+  die_holding(name.str(), 2);
   const intptr_t h = named_mutex_open(name.str());
   EXPECT_EQ(named_mutex_wait(h, 1000), kWaitAbandoned);
   EXPECT_TRUE(named_mutex_release(h));
@@ -114,18 +114,15 @@ TEST(NamedMutex, WorksAcrossProcesses) {
 // The tvk_mutex object through vk_mutex and its methods.
 class MutexObject : public testing::Test {
  protected:
-  void SetUp() override {
-    plugin();
-    make_ = function("vk_mutex");
-    ASSERT_NE(make_, nullptr);
-  }
+  void SetUp() override { plugin(); }
 
-  // vk_mutex(name [, autoWait]) into `object`.
-  int make(TObject* object, const std::string& name, int auto_wait = -1) {
+  // vk_mutex(name [, autoWait]) into `object`; the system name is cleaned up after the test.
+  void make(TObject* object, const std::string& name, int auto_wait = -1) {
+    names_.emplace_back(std::make_unique<MutexName>(private_prefix() + "_" + name + ".Lock"));
     Cells args(L_, auto_wait < 0 ? 1 : 2);
     args.text(0, name);
     if (auto_wait >= 0) args.integer(1, auto_wait);
-    return make_(L_, args.data(), args.count(), object);
+    ASSERT_EQ(function("vk_mutex")(L_, args.data(), args.count(), object), 1);
   }
 
   // The object's method with no argument, or with one integer argument.
@@ -133,55 +130,50 @@ class MutexObject : public testing::Test {
     Cells args(L_, arg == INT32_MIN ? 0 : 1);
     if (arg != INT32_MIN) args.integer(0, arg);
     Cells result(L_, 1);
-    const int rc = VKL_CallAnyMethod(L_, object, method, args.data(), args.count(), &result[0]);
-    EXPECT_EQ(rc, 1) << method;
+    EXPECT_EQ(VKL_CallAnyMethod(L_, object, method, args.data(), args.count(), &result[0]), 1)
+        << method;
     EXPECT_EQ(result[0].tag, VKL_TINT) << method;
     return vkl_int(&result[0]);
   }
 
-  // The system name of a script name under this test state's prefix.
-  std::string system_name(const std::string& name) {
-    return "vkltest" + std::to_string(getpid()) + "_" + name + ".Lock";
-  }
+  const std::string& system_name() const { return names_.back()->str(); }
 
   VKL_State* L_ = state();
-  VKL_Handler make_ = nullptr;
+  std::vector<std::unique_ptr<MutexName>> names_;
 };
 
 TEST_F(MutexObject, CountsWaitsAndReachesTheSystemOnlyAtTheEnds) {
-  MutexName sys(system_name("counting"));
   Cells object(L_, 1);
-  ASSERT_EQ(make(&object[0], "counting", 0), 1);
+  make(&object[0], "counting", 0);
   EXPECT_EQ(call(&object[0], "Release"), 0) << "not held at start";
   EXPECT_EQ(call(&object[0], "Wait", 0), 0);
   EXPECT_EQ(call(&object[0], "wait", 0), 0);
-  EXPECT_EQ(wait_from_other_thread(sys.str(), 0), kWaitTimedOut);
+  EXPECT_EQ(wait_from_other_thread(system_name(), 0), kWaitTimedOut);
   EXPECT_EQ(call(&object[0], "RELEASE"), 1);
-  EXPECT_EQ(wait_from_other_thread(sys.str(), 0), kWaitTimedOut) << "first release only counts";
+  EXPECT_EQ(wait_from_other_thread(system_name(), 0), kWaitTimedOut) << "first release only counts";
   EXPECT_EQ(call(&object[0], "Release"), 1);
-  EXPECT_EQ(wait_from_other_thread(sys.str(), 0), kWaitAcquired);
+  EXPECT_EQ(wait_from_other_thread(system_name(), 0), kWaitAcquired);
   EXPECT_EQ(call(&object[0], "Release"), 0);
 }
 
 TEST_F(MutexObject, HeldAtCreationByDefaultAndReleasedOnceWhenFreed) {
-  MutexName sys(system_name("autowait"));
   Cells object(L_, 1);
-  ASSERT_EQ(make(&object[0], "autowait"), 1);
-  EXPECT_EQ(wait_from_other_thread(sys.str(), 0), kWaitTimedOut);
+  make(&object[0], "autowait");
+  EXPECT_EQ(wait_from_other_thread(system_name(), 0), kWaitTimedOut);
   EXPECT_EQ(call(&object[0], "Wait", 100), 0);  // count 2
   VKL_FreeObjectContent(L_, &object[0]);        // one system release for the whole count
-  EXPECT_EQ(wait_from_other_thread(sys.str(), 0), kWaitAcquired);
+  EXPECT_EQ(wait_from_other_thread(system_name(), 0), kWaitAcquired);
 }
 
 TEST_F(MutexObject, WaitGivesTheSystemCodeAndCountsOnlyAcquisition) {
-  MutexName sys(system_name("contended"));
   Cells objects(L_, 2);
-  ASSERT_EQ(make(&objects[0], "contended", 0), 1);
-  ASSERT_EQ(make(&objects[1], "contended", 0), 1);
+  make(&objects[0], "contended", 0);
+  make(&objects[1], "contended", 0);
+  const std::string sys = system_name();
   std::promise<void> locked;
   std::promise<void> finish;
   std::thread holder([&] {
-    const intptr_t h = named_mutex_open(sys.str());
+    const intptr_t h = named_mutex_open(sys);
     named_mutex_wait(h, -1);
     locked.set_value();
     finish.get_future().wait();
@@ -198,58 +190,33 @@ TEST_F(MutexObject, WaitGivesTheSystemCodeAndCountsOnlyAcquisition) {
   EXPECT_EQ(call(&objects[0], "Wait", 0), 0);
   EXPECT_EQ(call(&objects[1], "Wait", 0), 0);
   EXPECT_EQ(call(&objects[1], "Release"), 1);
-  EXPECT_EQ(wait_from_other_thread(sys.str(), 0), kWaitTimedOut);
+  EXPECT_EQ(wait_from_other_thread(sys, 0), kWaitTimedOut);
   EXPECT_EQ(call(&objects[0], "Release"), 1);
-  EXPECT_EQ(wait_from_other_thread(sys.str(), 0), kWaitAcquired);
+  EXPECT_EQ(wait_from_other_thread(sys, 0), kWaitAcquired);
 
   // An owner that ended holding it: the object gets it as abandoned, which is not counted.
-  std::thread([&] {
-    const intptr_t h = named_mutex_open(sys.str());
-    named_mutex_wait(h, 0);
-    named_mutex_close(h);
-  }).join();
+  die_holding(sys, 1);
   EXPECT_EQ(call(&objects[0], "Wait", 10), kWaitAbandoned);
   EXPECT_EQ(call(&objects[0], "Release"), 0);
 }
 
 TEST_F(MutexObject, SystemNameIsPrefixCleanedNameAndLockSuffix) {
-  MutexName sys(system_name("a_b_c_d"));
+  MutexName cleaned(private_prefix() + "_a_b_c_d.Lock");
   Cells object(L_, 1);
-  ASSERT_EQ(make(&object[0], "a/b:c\\d", 0), 1);
-  EXPECT_TRUE(sys.exists());
+  make(&object[0], "a/b:c\\d", 0);
+  EXPECT_TRUE(cleaned.exists());
 }
 
-TEST_F(MutexObject, RejectedCreationLeavesTheResult) {
-  SentinelResult result(L_);
-  EXPECT_EQ(make_(L_, nullptr, 0, result.get()), 0);
-  Cells three(L_, 3);
-  three.text(0, unique("three"));
-  EXPECT_EQ(make_(L_, three.data(), 3, result.get()), 0);
-  Cells number(L_, 1);
-  number.integer(0, 5);
-  EXPECT_EQ(make_(L_, number.data(), 1, result.get()), 0);
-  EXPECT_EQ(make(result.get(), std::string(257, 'n'), 0), 0);
-  EXPECT_TRUE(result.untouched());
-
-  MutexName longest(system_name(std::string(256, 'n')));
-  Cells object(L_, 1);
-  EXPECT_EQ(make(&object[0], std::string(256, 'n'), 0), 1);
-}
-
-TEST_F(MutexObject, NeedsTheHighLevelRight) {
-  GuestState guest_state("plugin-test-nobody");
-  VKL_State* guest = guest_state.get();
-  Cells args(guest, 1);
+TEST(MutexRights, TheHighLevelRightLetsAGuestMakeOne) {
+  plugin();
+  GuestState guest("plugin-test-nobody");
+  Cells args(guest.get(), 1);
   args.text(0, unique("guest"));
-  SentinelResult result(guest);
-  EXPECT_EQ(make_(guest, args.data(), 1, result.get()), 0);
-  EXPECT_TRUE(result.untouched());
   VKL_SetUserRights("plugin-test-nobody", VKL_RIGHT_HIGHLEVEL);
-  {
-    MutexName sys("vkl_plugin-test-nobody_" + unique("guest") + ".Lock");
-    Cells object(guest, 1);
-    EXPECT_EQ(make_(guest, args.data(), 1, &object[0]), 1);
-  }
+  MutexName sys("vkl_plugin-test-nobody_" + unique("guest") + ".Lock");
+  Cells object(guest.get(), 1);
+  EXPECT_EQ(function("vk_mutex")(guest.get(), args.data(), 1, &object[0]), 1);
+  EXPECT_TRUE(sys.exists());
   VKL_SetUserRights("plugin-test-nobody", 0);
 }
 

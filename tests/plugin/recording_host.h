@@ -5,6 +5,7 @@
 
 #include <vkl/interp.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -15,37 +16,29 @@ struct HostCall {
   VKL_State* L;      // the state passed, for the calls that take one
 };
 
-struct InitRecord {
-  int result = 0;
-  std::vector<HostCall> calls;     // host calls made by PKG_Init, in order
-  std::vector<std::string> opens;  // modules asked of dlopen meanwhile
-  std::string output;              // what it wrote to standard output
-  std::string declaration;         // the script class declaration of its object type
+// What was recorded since the last take: host calls in order, and the module file names
+// (without directory) asked of dlopen, "noload:NAME" for a look-up that never loads.
+struct Records {
+  std::vector<HostCall> calls;
+  std::vector<std::string> opens;
+  std::string output;  // standard output, for PKG_Init
 };
+Records take_records();
 
-// Loads the library and runs PKG_Init once per process, with the start-up settings below.
-const InitRecord& plugin();
+// Loads the library and runs PKG_Init once per process, with every bridge enabled and no
+// Python version configured.
+const Records& plugin();
+// The state PKG_Init ran with: every right, a private prefix of the test's own.
 VKL_State* state();
+const std::string& private_prefix();
 
-// Settings at start-up: every bridge enabled, no Python version configured.
-extern const char* const kStartupSettings;
 // Writes and loads new settings, which sends the settings-change notification.
 void load_settings(const std::string& text);
 
-// Host calls recorded since the last clear.
-std::vector<HostCall> host_calls();
-void clear_host_calls();
+inline VKL_Handler function(const char* name) { return VKL_FindFunction(name, -1); }
 
-// Module file names (without directory) asked of dlopen since the last clear; a look-up that
-// may only find a loaded module is written "noload:NAME".
-std::vector<std::string> opened_modules();
-void clear_opened_modules();
-int count_of(const std::vector<std::string>& names, const std::string& name);
-
-// The directory of the test's stand-in modules (bridges, extension module, crypto helper).
-std::string module_dir();
-
-// A registered script function, or null.
-VKL_Handler function(const char* name);
+inline int count_of(const std::vector<std::string>& names, const std::string& name) {
+  return static_cast<int>(std::count(names.begin(), names.end(), name));
+}
 
 }  // namespace plugin_test

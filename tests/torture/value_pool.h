@@ -19,7 +19,7 @@ namespace torture {
 class CallCells {
  public:
   CallCells(VKL_State* L, size_t count);
-  ~CallCells();
+  ~CallCells() { release_args(), release_targets(); }
   CallCells(const CallCells&) = delete;
   CallCells& operator=(const CallCells&) = delete;
 
@@ -49,7 +49,7 @@ class ValuePool {
   // Makes value `index` in argument `i` of `cells` (and its target, for a reference).
   void make(size_t index, CallCells& cells, size_t i) const;
 
-  // The pool's own index of the table that contains itself.
+  // The pool's index of the table that contains itself.
   size_t cyclic_index() const;
   // True for every table the pool shares between calls (each level of the deep table too).
   bool is_shared(const VKL_Table* t) const { return shared_.count(t) != 0; }
@@ -59,9 +59,6 @@ class ValuePool {
   static constexpr int kDeepLevels = 100000;
 
  private:
-  void build_deep();
-  void build_cyclic();
-
   VKL_State* L_;
   TObject deep_;
   TObject cyclic_;
