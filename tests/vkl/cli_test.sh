@@ -75,8 +75,10 @@ code_and_stdin)
   stdout_is ran
   printf 'echo "from stdin";\n' | "$vkl" >"$out" 2>"$err" || fail "stdin script failed"
   stdout_is 'from stdin'
-  expect 0 "$vkl" -e 'echo cy_day(), L"宽", "日线" = cy_day();'
-  stdout_is '日线 宽 1'
+  expect 0 "$vkl" -e 'echo cy_day(), L"宽", "日线" = cy_day(), 2.5, nil, array("k": "v"); echo; echo 3;'
+  stdout_is '日线 宽 1 2.5 nil array("k": "v")
+
+3'
   ;;
 test_runner)
   expect 0 "$vkl" --test passing.vkl

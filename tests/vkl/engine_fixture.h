@@ -1,5 +1,5 @@
-// A fresh interpreter state and engine per test, the engine's output captured; on the way out
-// every payload byte the scripts held must be back.
+// A fresh interpreter state and engine per test with the test handlers registered, the
+// engine's output captured; on the way out every payload byte the scripts held must be back.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -9,6 +9,7 @@
 #include <memory>
 #include <string>
 
+#include "handlers.h"
 #include "host/vkl/engine.h"
 
 class EngineTest : public ::testing::Test {
@@ -19,6 +20,7 @@ class EngineTest : public ::testing::Test {
     out_ = open_memstream(&buffer_, &size_);
     ASSERT_NE(out_, nullptr);
     engine = std::make_unique<vkl::lang::Engine>(L, out_);
+    vkl_test::register_test_handlers();
   }
   void TearDown() override {
     engine.reset();

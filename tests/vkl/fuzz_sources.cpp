@@ -1,11 +1,16 @@
 #include "fuzz_sources.h"
 
 #include <algorithm>
-#include <iterator>
+#include <cstddef>
 #include <utility>
 
 namespace vkl_fuzz {
 namespace {
+
+// A uniformly chosen integer in [lo, hi].
+int64_t pick(Rng& rng, int64_t lo, int64_t hi) {
+  return std::uniform_int_distribution<int64_t>(lo, hi)(rng);
+}
 
 constexpr const char* kVocabulary[] = {
     // keywords
@@ -33,64 +38,30 @@ constexpr const char* kVocabulary[] = {
     "t[x] := y;", "x.Add(1)", "f(x, x, x)", "@f", "@nosuch",
 };
 
-// A single lexeme of script text, as far as mutation needs one: a run of white space, a
-// comment, a string, a word, a number, or one or two punctuation characters.
-size_t lexeme_end(const std::string& s, size_t i) {
-  const auto is_word = [](char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
-           c == '_' || c == '.';
-  };
-  const char c = s[i];
-  if (c == ' ' || c == '\t' || c == '\r' || c == '\n') {
-    while (i < s.size() && (s[i] == ' ' || s[i] == '\t' || s[i] == '\r' || s[i] == '\n')) ++i;
-    return i;
-  }
-  if (c == '/' && i + 1 < s.size() && s[i + 1] == '/') {
-    const size_t nl = s.find('\n', i);
-    return nl == std::string::npos ? s.size() : nl;
-  }
-  if (c == '{') {
-    const size_t close = s.find('}', i);
-    return close == std::string::npos ? s.size() : close + 1;
-  }
-  if (c == '"' || c == '\'') {
-    size_t j = i + 1;
-    while (j < s.size() && s[j] != c) j += s[j] == '\\' ? 2 : 1;
-    return std::min(j + 1, s.size());
-  }
-  if (is_word(c)) {
-    while (i < s.size() && is_word(s[i])) ++i;
-    return i;
-  }
-  if (i + 1 < s.size()) {
-    const std::string two = s.substr(i, 2);
-    if (two == ":=" || two == "<>" || two == "<=" || two == ">=") return i + 2;
-  }
-  return i + 1;
+bool is_word(char c) {
+  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' ||
+         c == '.';
 }
+bool is_space(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
 
-std::vector<std::string> split_lexemes(const std::string& s) {
+// The pieces a mutation works on: the lines of a script, or its lexemes as far as mutation
+// needs them (a run of white space, a word or number, a string, one other character).
+std::vector<std::string> split(const std::string& s, bool by_line) {
   std::vector<std::string> out;
-  for (size_t i = 0; i < s.size();) {
-    const size_t j = lexeme_end(s, i);
+  for (size_t i = 0, j; i < s.size(); i = j) {
+    const char c = s[i];
+    j = i + 1;
+    if (by_line) {
+      j = std::min(s.find('\n', i), s.size() - 1) + 1;
+    } else if (is_word(c) || is_space(c)) {
+      while (j < s.size() && is_word(s[j]) == is_word(c) && is_space(s[j]) == is_space(c)) ++j;
+    } else if (c == '"' || c == '\'') {
+      while (j < s.size() && s[j] != c) j += s[j] == '\\' ? 2 : 1;
+      j = std::min(j + 1, s.size());
+    }
     out.push_back(s.substr(i, j - i));
-    i = j;
   }
   return out;
-}
-
-std::vector<std::string> split_lines(const std::string& s) {
-  std::vector<std::string> out;
-  size_t start = 0;
-  for (size_t nl; (nl = s.find('\n', start)) != std::string::npos; start = nl + 1)
-    out.push_back(s.substr(start, nl - start + 1));
-  if (start < s.size()) out.push_back(s.substr(start));
-  return out;
-}
-
-template <typename T>
-const T& one_of(Rng& rng, const std::vector<T>& v) {
-  return v[static_cast<size_t>(pick(rng, 0, static_cast<int64_t>(v.size()) - 1))];
 }
 
 template <typename T, size_t N>
@@ -98,30 +69,18 @@ const T& one_of(Rng& rng, const T (&v)[N]) {
   return v[static_cast<size_t>(pick(rng, 0, N - 1))];
 }
 
-// Deletes, duplicates, swaps or inserts pieces of `pieces`; the choice of kind is the caller's.
+// Deletes, duplicates, swaps or inserts pieces (lines or lexemes).
 void edit(std::vector<std::string>& pieces, Rng& rng) {
-  if (pieces.empty()) {
-    pieces.emplace_back(one_of(rng, kVocabulary));
-    return;
-  }
   const auto n = static_cast<int64_t>(pieces.size());
-  const auto a = static_cast<size_t>(pick(rng, 0, n - 1));
-  const auto b = static_cast<size_t>(pick(rng, 0, n - 1));
-  switch (pick(rng, 0, 3)) {
-    case 0: pieces.erase(pieces.begin() + static_cast<ptrdiff_t>(a)); break;
-    case 1: pieces.insert(pieces.begin() + static_cast<ptrdiff_t>(a), pieces[b]); break;
+  const auto a = static_cast<size_t>(pick(rng, 0, std::max<int64_t>(n - 1, 0)));
+  const auto b = static_cast<size_t>(pick(rng, 0, std::max<int64_t>(n - 1, 0)));
+  const auto at = pieces.begin() + static_cast<ptrdiff_t>(a);
+  switch (n == 0 ? 3 : pick(rng, 0, 3)) {
+    case 0: pieces.erase(at); break;
+    case 1: pieces.insert(at, pieces[b]); break;
     case 2: std::swap(pieces[a], pieces[b]); break;
-    default:
-      pieces.insert(pieces.begin() + static_cast<ptrdiff_t>(a),
-                    std::string(" ") + one_of(rng, kVocabulary) + " ");
-      break;
+    default: pieces.insert(at, std::string(" ") + one_of(rng, kVocabulary) + " "); break;
   }
-}
-
-std::string joined(const std::vector<std::string>& pieces) {
-  std::string s;
-  for (const std::string& p : pieces) s += p;
-  return s;
 }
 
 std::string repeated(const std::string& piece, size_t n) {
@@ -137,133 +96,6 @@ std::string names(const std::string& prefix, int n) {
   for (int i = 0; i < n; ++i) s += (i ? ", " : "") + prefix + std::to_string(i);
   return s;
 }
-
-}  // namespace
-
-int64_t pick(Rng& rng, int64_t lo, int64_t hi) {
-  return std::uniform_int_distribution<int64_t>(lo, hi)(rng);
-}
-
-std::string random_bytes(Rng& rng) {
-  std::string s(static_cast<size_t>(pick(rng, 0, 120)), '\0');
-  // Half of the inputs keep to the characters scripts are made of, so they get past the
-  // first token more often.
-  const bool script_like = pick(rng, 0, 1) == 0;
-  static const std::string alphabet = "abcdefnilort_LbxX0123456789.eE+-*/=<>:;,()[]{}@\"'\\ \n";
-  for (char& c : s) {
-    c = script_like ? alphabet[static_cast<size_t>(pick(rng, 0, alphabet.size() - 1))]
-                    : static_cast<char>(pick(rng, 0, 255));
-  }
-  return s;
-}
-
-std::string token_soup(Rng& rng) {
-  std::string s;
-  const int64_t n = pick(rng, 1, 60);
-  for (int64_t i = 0; i < n; ++i) {
-    s += one_of(rng, kVocabulary);
-    s += pick(rng, 0, 4) == 0 ? "\n" : " ";
-  }
-  return s;
-}
-
-std::vector<NamedSource> hostile_inputs() {
-  constexpr size_t kDeep = 100000;
-  const std::string long_name(1 << 20, 'n');
-  std::vector<NamedSource> v = {
-      {"empty", ""},
-      {"byte order mark only", "\xEF\xBB\xBF"},
-      {"nul bytes", std::string("x := 1;\0\0 y := \"a\0b\";", 22)},
-      {"nul in a name", std::string("x\0y := 1;", 9)},
-      {"invalid utf-8 in a string", "s := \"\xFF\xFE\xC3\x28\xE2\x82\";"},
-      {"invalid utf-8 in a wide string", "s := L\"\xF0\x28\x8C\xBC\xED\xA0\x80\";"},
-      {"invalid utf-8 in a comment", "// \xC0\xAF\n{ \xFF }\nx := 1;"},
-      {"invalid utf-8 outside strings", "x := \xFF;"},
-      {"lone surrogate escapes", "s := \"\\uD800\\uDFFF\\uDC00\\uD800\"; w := L\"\\uD800\";"},
-      {"escape at the end", "s := \"abc\\"},
-      {"hex escape at the end", "s := \"\\x4"},
-      {"unicode escape at the end", "s := \"\\u4E"},
-      {"unclosed string", "s := \"abc"},
-      {"unclosed single quote", "s := 'abc\n\n"},
-      {"unclosed comment", "x := 1; { never closed"},
-      {"unclosed block", "begin x := 1;"},
-      {"unclosed array", "t := array(1, 2"},
-      {"unclosed index", "t := x[1"},
-      {"long name", long_name + " := 1; echo " + long_name + ";"},
-      {"long unknown function", long_name + "();"},
-      {"long string literal", "s := \"" + std::string(1 << 20, 's') + "\"; echo length(s);"},
-      {"long number", "x := " + std::string(5000, '9') + ";"},
-      {"long fraction", "x := 0." + std::string(5000, '1') + ";"},
-      {"long exponent", "x := 1e" + std::string(400, '9') + "; y := 1e-" + std::string(400, '9') + ";"},
-      {"int64 limits",
-       "a := 9223372036854775807; b := -9223372036854775808; c := 9223372036854775808;"
-       "d := -9223372036854775809; e := 18446744073709551615; f := 18446744073709551616;"
-       "g := a + 1; h := b - 1; i := b * -1; j := b div -1; k := b mod -1; l := -b;"
-       "m := 9223372036854775808L; n := -9223372036854775808L;"},
-      {"int64 suffix beyond 64 bits", "o := 99999999999999999999L;"},
-      {"double limits",
-       "a := 1.7976931348623157e308; b := a * 10; c := 4.9e-324 / 2; d := 0.0 / 0.0;"
-       "e := -inf; f := inf - inf; g := nan div 1; h := inf div 1; i := 1e308 mod 0.0;"
-       "for j := nan to 1 do ; for j := inf to inf do break;"},
-      {"for bounds at the limits",
-       "n := 0; for i := 9223372036854775806 to 9223372036854775807 do n := n + 1;"
-       "for i := -9223372036854775807 - 1 downto -9223372036854775807 - 1 do n := n + 1;"
-       "for i := 1e300 to -1e300 do n := n + 1;"},
-      {"parentheses", "x := " + repeated("(", kDeep) + "1" + repeated(")", kDeep) + ";"},
-      {"open parentheses", "x := " + repeated("(", kDeep)},
-      {"begin blocks", repeated("begin ", kDeep) + repeated("end ", kDeep)},
-      {"array literals", "t := " + repeated("array(", kDeep) + repeated(")", kDeep) + ";"},
-      {"if chain", repeated("if 1 then ", kDeep) + "x := 1;"},
-      {"else-if chain", "x := 0;" + repeated("if x then x := 1 else ", kDeep) + "x := 2;"},
-      {"while chain", repeated("while 0 do ", kDeep) + ";"},
-      {"not chain", "x := " + repeated("not ", kDeep) + "1;"},
-      {"minus chain", "x := " + repeated("- ", kDeep) + "1;"},
-      {"index chain", "x := t" + repeated("[1]", kDeep) + ";"},
-      {"index assignment chain", "t" + repeated("[1]", kDeep) + " := 1;"},
-      {"call chain", "x := " + repeated("f(", kDeep) + repeated(")", kDeep) + ";"},
-      {"method chain", "x := t" + repeated(".m()", kDeep) + ";"},
-      {"sum chain", "x := 1" + repeated(" + 1", kDeep) + ";"},
-      {"and chain", "x := 1" + repeated(" and 1", kDeep) + ";"},
-      {"comparison chain", "x := 1" + repeated(" < 1", kDeep) + ";"},
-      {"many statements", repeated("x := x;", kDeep)},
-      {"many arguments", "x := f(" + repeated("1, ", kDeep) + "1);"},
-      {"many table entries", "t := array(" + repeated("1, ", kDeep) + "1);"},
-      {"parameter named twice", "function f(a, b, a); begin end;"},
-      {"many parameters", "function f(" + names("a", 20000) + "); begin return a19999; end; f(1);"},
-      {"many globals", "function f(); begin global " + repeated("g, ", kDeep) + "g; end;"},
-      {"deep recursion in a deep expression",
-       "function f(n); begin return f(n + 1)" + repeated(" + 1", 990) + "; end; f(0);"},
-      {"deep recursion through function values",
-       "function f(g); begin return t_callback(g, g); end; f(@f);"},
-      {"deep recursion with many arguments",
-       "function f(" + names("n", 301) + "); begin return f(n0" + repeated(", n0", 300) +
-           "); end; f(1);"},
-      {"endless loop", "while 1 do ;"},
-      {"endless recursion loop", "function f(); begin while 1 do f(); end; f();"},
-      {"runaway string", "s := \"ab\"; while 1 do s := s + s;"},
-      {"runaway table", "t := array(); i := 0; while 1 do begin t[i] := \"xxxxxxxx\"; i := i + 1; end;"},
-  };
-  return v;
-}
-
-std::string mutate(const std::string& source, Rng& rng) {
-  std::string s = source;
-  const int64_t edits = pick(rng, 1, 4);
-  for (int64_t i = 0; i < edits; ++i) {
-    if (pick(rng, 0, 2) == 0) {
-      std::vector<std::string> lines = split_lines(s);
-      edit(lines, rng);
-      s = joined(lines);
-    } else {
-      std::vector<std::string> lexemes = split_lexemes(s);
-      edit(lexemes, rng);
-      s = joined(lexemes);
-    }
-  }
-  return s;
-}
-
-namespace {
 
 // Builds one generated program; `in_function` places the statements in a function body so
 // that they work on locals.
@@ -359,13 +191,6 @@ class ProgramWriter {
     return s;
   }
 
-  // ", a, b" for n more arguments.
-  std::string more_args(int64_t n, int depth) {
-    std::string s;
-    for (int64_t i = 0; i < n; ++i) s += ", " + expression(depth + 1);
-    return s;
-  }
-
   std::string expression(int depth) {
     if (depth > 3) return pick(rng_, 0, 1) ? var() : literal();
     static const char* const kOps[] = {" + ", " - ", " * ", " / ", " div ", " mod ", " = ",
@@ -383,7 +208,7 @@ class ProgramWriter {
       case 10: return "apply(" + expression(d) + ", " + expression(d) + ")";
       case 11: return var() + "(" + args(pick(rng_, 0, 3), d) + ")";
       case 12: return var() + ".Add(" + expression(d) + ")";
-      case 13: return "t_callback(" + expression(d) + more_args(pick(rng_, 0, 2), d) + ")";
+      case 13: return "t_callback(" + args(pick(rng_, 1, 3), d) + ")";
       default: return "same(" + var() + ", " + var() + ", " + var() + ")";
     }
   }
@@ -421,9 +246,10 @@ class ProgramWriter {
         const std::string v = var();
         return "t_divmod(" + expression(1) + ", " + expression(1) + ", " + v + ", " + v + ");";
       }
-      case 12: return many_arguments("many");
-      case 13: return many_arguments("t_adjacent");
-      case 14: return many_arguments("id");
+      case 12: case 13: case 14: {
+        static const char* const kCallees[] = {"many", "t_adjacent", "id"};
+        return many_arguments(one_of(rng_, kCallees));
+      }
       case 15: return "x := deep(" + std::to_string(pick(rng_, 0, 300)) + ");";
       case 16: return "check(" + expression(1) + ", " + expression(1) + ");";
       case 17: return "checkfail(" + expression(1) + ");";
@@ -447,6 +273,112 @@ class ProgramWriter {
 };
 
 }  // namespace
+
+std::string random_bytes(Rng& rng) {
+  std::string s(static_cast<size_t>(pick(rng, 0, 120)), '\0');
+  // Half of the inputs keep to the characters scripts are made of, so they get past the
+  // first token more often.
+  const bool script_like = pick(rng, 0, 1) == 0;
+  static const std::string alphabet = "abcdefnilort_LbxX0123456789.eE+-*/=<>:;,()[]{}@\"'\\ \n";
+  for (char& c : s) {
+    c = script_like ? alphabet[static_cast<size_t>(pick(rng, 0, alphabet.size() - 1))]
+                    : static_cast<char>(pick(rng, 0, 255));
+  }
+  return s;
+}
+
+std::string token_soup(Rng& rng) {
+  std::string s;
+  const int64_t n = pick(rng, 1, 60);
+  for (int64_t i = 0; i < n; ++i) {
+    s += one_of(rng, kVocabulary);
+    s += pick(rng, 0, 4) == 0 ? "\n" : " ";
+  }
+  return s;
+}
+
+std::vector<NamedSource> hostile_inputs() {
+  constexpr size_t kDeep = 100000;
+  const std::string long_name(1 << 20, 'n');
+  std::vector<NamedSource> v = {
+      {"empty", ""},
+      {"byte order mark only", "\xEF\xBB\xBF"},
+      {"nul bytes", std::string("x := 1;\0\0 y := \"a\0b\";", 22)},
+      {"nul in a name", std::string("x\0y := 1;", 9)},
+      {"invalid utf-8 in a string", "s := \"\xFF\xFE\xC3\x28\xE2\x82\";"},
+      {"invalid utf-8 in a wide string", "s := L\"\xF0\x28\x8C\xBC\xED\xA0\x80\";"},
+      {"invalid utf-8 in a comment", "// \xC0\xAF\n{ \xFF }\nx := 1;"},
+      {"invalid utf-8 outside strings", "x := \xFF;"},
+      {"lone surrogate escapes", "s := \"\\uD800\\uDFFF\\uDC00\\uD800\"; w := L\"\\uD800\";"},
+      {"escape at the end", "s := \"abc\\"},
+      {"hex escape at the end", "s := \"\\x4"},
+      {"unicode escape at the end", "s := \"\\u4E"},
+      {"unclosed string", "s := 'abc\n\n"},
+      {"unclosed comment", "x := 1; { never closed"},
+      {"unclosed block", "begin x := 1;"},
+      {"unclosed array", "t := array(1, 2"},
+      {"unclosed index", "t := x[1"},
+      {"long name", long_name + " := 1; echo " + long_name + "; " + long_name + "();"},
+      {"long string literal", "s := \"" + std::string(1 << 20, 's') + "\"; echo length(s);"},
+      {"long number", "x := " + std::string(5000, '9') + "; y := 0." + std::string(5000, '1') + ";"},
+      {"long exponent", "x := 1e" + std::string(400, '9') + "; y := 1e-" + std::string(400, '9') + ";"},
+      {"int64 limits",
+       "a := 9223372036854775807; b := -9223372036854775808; c := 9223372036854775808;"
+       "d := -9223372036854775809; e := 18446744073709551615; f := 18446744073709551616;"
+       "g := a + 1; h := b - 1; i := b * -1; j := b div -1; k := b mod -1; l := -b;"
+       "m := 9223372036854775808L; n := -9223372036854775808L; o := 99999999999999999999L;"},
+      {"double limits",
+       "a := 1.7976931348623157e308; b := a * 10; c := 4.9e-324 / 2; d := 0.0 / 0.0;"
+       "e := -inf; f := inf - inf; g := nan div 1; h := inf div 1; i := 1e308 mod 0.0;"
+       "for j := nan to 1 do ; for j := inf to inf do break;"},
+      {"for bounds at the limits",
+       "n := 0; for i := 9223372036854775806 to 9223372036854775807 do n := n + 1;"
+       "for i := -9223372036854775807 - 1 downto -9223372036854775807 - 1 do n := n + 1;"
+       "for i := 1e300 to -1e300 do n := n + 1;"},
+      {"open parentheses", "x := " + repeated("(", kDeep)},
+      {"parameter named twice", "function f(a, b, a); begin end;"},
+      {"many parameters", "function f(" + names("a", 20000) + "); begin return a19999; end; f(1);"},
+      {"many globals", "function f(); begin global " + repeated("g, ", kDeep) + "g; end;"},
+      {"deep recursion in a deep expression",
+       "function f(n); begin return f(n + 1)" + repeated(" + 1", 990) + "; end; f(0);"},
+      {"deep recursion through function values",
+       "function f(g); begin return t_callback(g, g); end; f(@f);"},
+      {"deep recursion with many arguments",
+       "function f(" + names("n", 301) + "); begin return f(n0" + repeated(", n0", 300) +
+           "); end; f(1);"},
+      {"endless recursion loop", "function f(); begin while 1 do f(); end; f();"},
+      {"runaway table", "t := array(); i := 0; while 1 do begin t[i] := \"xxxxxxxx\"; i := i + 1; end;"},
+      {"parentheses", "x := " + repeated("(", kDeep) + "1" + repeated(")", kDeep) + ";"},
+      {"begin blocks", repeated("begin ", kDeep) + repeated("end ", kDeep)},
+      {"array literals", "t := " + repeated("array(", kDeep) + repeated(")", kDeep) + ";"},
+      {"call chain", "x := " + repeated("f(", kDeep) + repeated(")", kDeep) + ";"},
+      {"if chain", repeated("if 1 then ", kDeep) + "x := 1;"},
+      {"else-if chain", "x := 0;" + repeated("if x then x := 1 else ", kDeep) + "x := 2;"},
+      {"while chain", repeated("while 0 do ", kDeep) + ";"},
+      {"not chain", "x := " + repeated("not ", kDeep) + "1;"},
+      {"minus chain", "x := " + repeated("- ", kDeep) + "1;"},
+      {"index chain", "x := t" + repeated("[1]", kDeep) + ";"},
+      {"index assignment chain", "t" + repeated("[1]", kDeep) + " := 1;"},
+      {"method chain", "x := t" + repeated(".m()", kDeep) + ";"},
+      {"sum chain", "x := 1" + repeated(" + 1", kDeep) + ";"},
+      {"and chain", "x := 1" + repeated(" and 1", kDeep) + ";"},
+      {"many statements", repeated("x := x;", kDeep)},
+      {"many arguments", "x := f(" + repeated("1, ", kDeep) + "1);"},
+      {"many table entries", "t := array(" + repeated("1, ", kDeep) + "1);"},
+  };
+  return v;
+}
+
+std::string mutate(const std::string& source, Rng& rng) {
+  std::string s = source;
+  for (int64_t edits = pick(rng, 1, 4); edits > 0; --edits) {
+    std::vector<std::string> pieces = split(s, pick(rng, 0, 2) == 0);
+    edit(pieces, rng);
+    s.clear();
+    for (const std::string& p : pieces) s += p;
+  }
+  return s;
+}
 
 Program random_program(Rng& rng) { return ProgramWriter(rng).program(); }
 

@@ -12,9 +12,6 @@ namespace vkl_fuzz {
 
 using Rng = std::mt19937_64;
 
-// A uniformly chosen integer in [lo, hi].
-int64_t pick(Rng& rng, int64_t lo, int64_t hi);
-
 std::string random_bytes(Rng& rng);
 // Keywords, operators, literals, names and brackets strung together with little regard for
 // the grammar.

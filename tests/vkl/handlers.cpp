@@ -74,24 +74,19 @@ int t_adjacent(VKL_State* L, TObject* args, int nargs, TObject* result) {
   return 1;
 }
 
-// A counter object: t_counter(start) makes one; its method Add(n) adds and returns the sum.
-struct Counter {
-  int64_t value;
-};
-
+// A counter object: t_counter(start) makes one; its method Add(n) adds and returns the sum
+// (wrapping like script integers).
 void* counter_create(VKL_State*, TObject* args, int nargs) {
-  return new Counter{nargs > 0 ? VKL_AsInt64(&args[0]) : 0};
+  return new uint64_t(nargs > 0 ? static_cast<uint64_t>(VKL_AsInt64(&args[0])) : 0);
 }
-void counter_free(VKL_State*, void* data) { delete static_cast<Counter*>(data); }
+void counter_free(VKL_State*, void* data) { delete static_cast<uint64_t*>(data); }
 int counter_method(VKL_State* L, void* data, const char* method, TObject* args, int nargs,
                    TObject* result) {
-  auto* c = static_cast<Counter*>(data);
   if (std::strcmp(method, "Add") != 0) return -1;
   if (nargs != 1 || !VKL_NumberCheck(&args[0])) return 0;
-  // Wraps like script integers do.
-  c->value = static_cast<int64_t>(static_cast<uint64_t>(c->value) +
-                                  static_cast<uint64_t>(VKL_AsInt64(&args[0])));
-  VKL_SetIntAuto(L, result, c->value);
+  auto* value = static_cast<uint64_t*>(data);
+  *value += static_cast<uint64_t>(VKL_AsInt64(&args[0]));
+  VKL_SetIntAuto(L, result, static_cast<int64_t>(*value));
   return 1;
 }
 
