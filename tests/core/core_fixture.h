@@ -67,15 +67,9 @@ class CoreTest : public ::testing::Test {
   // The handler accepts the arguments and answers the value written as `expected`.
   void expect_answer(VKL_Handler handler, const std::string& expected) {
     ASSERT_EQ(call(handler), 1);
-    EXPECT_EQ(result_text(), expected);
-  }
-
-  // The text form of the result, for comparing whole values.
-  std::string result_text() {
     char* text = VKL_ObjToStr(L, &result, 1);
-    std::string s = text ? text : "";
+    EXPECT_EQ(std::string(text ? text : ""), expected);
     VKL_Free(text);
-    return s;
   }
 
   VKL_State* L = nullptr;
