@@ -2,18 +2,22 @@
 // release and copy, and the reference-counted containers' life cycle.
 #pragma once
 
+#include <vkl/format_settings.h>
 #include <vkl/kernel.h>
 
 #include <atomic>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 
 struct VKL_State {
   // Atomic because the kernel's own state (null L) may be used from several threads.
   std::atomic<int64_t> mem_used{0};
   std::atomic<int64_t> mem_limit{-1};
   void* user = nullptr;
+  // Own format settings once the host set them; until then the process defaults.
+  std::unique_ptr<VKL_FormatSettings> format;
 };
 
 namespace vkl {
