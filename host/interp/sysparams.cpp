@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include <vkl/random.h>
+
 #include "interp_internal.h"
 
 namespace {
@@ -43,8 +45,11 @@ bool append_copy(VKL_State* L, std::vector<SysParam>& params, std::string_view n
 }
 
 // A reference is followed: the parameter keeps the value, never a link to a script variable.
+// Writing a number to "randseed" also seeds the calling thread's random generator.
 int write_param(VKL_State* L, InterpData* d, std::string_view name, const TObject* value) {
   value = vkl_follow(value);
+  if (name == "randseed" && VKL_NumberCheck(value))
+    RandSeed(static_cast<uint64_t>(VKL_AsInt64(value)));
   if (SysParam* p = find_param(d->params, name)) return VKL_DupObject(L, &p->value, value);
   return append_copy(L, d->params, name, value) ? 1 : 0;
 }
