@@ -5,11 +5,12 @@
 #include "core/constants.h"
 #include "core/typetests.h"
 #include "plugin/module_functions.h"
+#include "system/handles.h"
 
 namespace vkl::plugin {
 namespace {
 
-constexpr auto kRows = join_rows(kTypeTestRows, kConstantRows, kModuleRows);
+constexpr auto kRows = join_rows(kTypeTestRows, kConstantRows, kModuleRows, kHandleRows);
 
 constexpr auto entries_of(const decltype(kRows)& rows) {
   std::array<VKL_FunctionEntry, kRows.size()> entries{};

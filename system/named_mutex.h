@@ -7,10 +7,9 @@
 #include <string>
 #include <string_view>
 
-namespace vkl::system {
+#include "system/wait_codes.h"
 
-// Wait results, the codes scripts see.
-enum : int { kWaitAcquired = 0, kWaitAbandoned = 128, kWaitTimedOut = 258, kWaitFailed = -1 };
+namespace vkl::system {
 
 // Opens the mutex of that name, creating it when it does not exist yet; not owned afterwards.
 // Returns a handle, or 0 when the mutex could not be made.
