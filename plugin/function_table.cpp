@@ -6,11 +6,13 @@
 #include "core/typetests.h"
 #include "plugin/module_functions.h"
 #include "system/handles.h"
+#include "text/format.h"
 
 namespace vkl::plugin {
 namespace {
 
-constexpr auto kRows = join_rows(kTypeTestRows, kConstantRows, kModuleRows, kHandleRows);
+constexpr auto kRows =
+    join_rows(kTypeTestRows, kConstantRows, kModuleRows, kHandleRows, kFormatRows);
 
 constexpr auto entries_of(const decltype(kRows)& rows) {
   std::array<VKL_FunctionEntry, kRows.size()> entries{};
