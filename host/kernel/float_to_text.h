@@ -1,0 +1,67 @@
+// The float formatter's output side, shared by the fixed formats and the pattern language: a
+// bounded writer that keeps counting past its capacity, and the separators and currency string
+// of the settings in the writer's width.
+#pragma once
+
+#include <vkl/format_settings.h>
+#include <vkl/kernel.h>
+
+#include <cstdint>
+#include <string_view>
+
+namespace vkl {
+
+template <class Char>
+struct TextOut {
+  Char* buf;
+  int64_t cap;
+  int64_t n = 0;
+
+  void put(Char c) {
+    if (n < cap) buf[n] = c;
+    ++n;
+  }
+  void put_ascii(std::string_view s) {
+    for (char c : s) put(static_cast<Char>(c));
+  }
+  void put(std::basic_string_view<Char> s) {
+    for (Char c : s) put(c);
+  }
+};
+
+// The settings' characters as the output width sees them.
+template <class Char>
+struct NumberSymbols {
+  Char decimal;
+  Char thousands;  // 0: none
+  Char currency[16];
+  int currency_len;
+  const VKL_FormatSettings* settings;
+
+  explicit NumberSymbols(const VKL_FormatSettings* s) : settings(s ? s : VKL_GetGFormat(nullptr)) {
+    decimal = widen(settings->decimalSeparator);
+    thousands = widen(settings->thousandSeparator);
+    const char* cs = settings->currencyString;
+    int len = 0;
+    while (len < static_cast<int>(sizeof settings->currencyString) && cs[len]) ++len;
+    if constexpr (sizeof(Char) == 1) {
+      for (int i = 0; i < len; ++i) currency[i] = cs[i];
+      currency_len = len;
+    } else {
+      currency_len = static_cast<int>(VKL_MultiByteToWide(0, cs, len, currency, 16));
+      if (currency_len < 0 || currency_len > 16) currency_len = 0;
+    }
+  }
+  std::basic_string_view<Char> currency_text() const {
+    return {currency, static_cast<size_t>(currency_len)};
+  }
+
+ private:
+  static Char widen(char c) {
+    if constexpr (sizeof(Char) == 1) return c;
+    vkl_wchar w = 0;
+    return VKL_MultiByteToWide(0, &c, 1, &w, 1) == 1 ? static_cast<Char>(w) : Char('?');
+  }
+};
+
+}  // namespace vkl
