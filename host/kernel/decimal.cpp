@@ -4,8 +4,10 @@
 #include "decimal.h"
 
 #include <algorithm>
+#include <bit>
 #include <charconv>
 #include <cmath>
+#include <cstdint>
 
 namespace vkl {
 namespace {
@@ -20,31 +22,38 @@ void normalize(Decimal& d) {
   if (d.count == 0) d.exponent = 0;
 }
 
-// Reads to_chars output of either form ("123.45", "0.0012", "1.25e-07") into `d`, at most
-// sizeof(d.digits) digits (callers never ask for more).
-void read_digits(const char* s, const char* end, Decimal& d) {
+// Reads to_chars fixed output ("123.45", "0.0012") into `d`, at most sizeof(d.digits) digits
+// (callers never ask for more).
+void read_fixed(const char* s, const char* end, Decimal& d) {
   d.count = 0;
   int integer_digits = 0;
+  int zeros_after_point = 0;
   bool in_fraction = false;
-  bool leading = true;
-  int leading_zeros_after_point = 0;
-  const char* p = s;
-  for (; p < end && *p != 'e'; ++p) {
+  for (const char* p = s; p < end; ++p) {
     if (*p == '.') {
       in_fraction = true;
-      continue;
+    } else if (d.count == 0 && *p == '0') {
+      if (in_fraction) ++zeros_after_point;
+    } else {
+      if (!in_fraction) ++integer_digits;
+      if (d.count < static_cast<int>(sizeof(d.digits))) d.digits[d.count++] = *p;
     }
-    if (leading && *p == '0') {
-      if (in_fraction) ++leading_zeros_after_point;
-      continue;
-    }
-    leading = false;
-    if (!in_fraction) ++integer_digits;
-    if (d.count < static_cast<int>(sizeof(d.digits))) d.digits[d.count++] = *p;
   }
-  int exp10 = 0;
-  if (p < end) std::from_chars(p + 1 + (p[1] == '+'), end, exp10);
-  d.exponent = (integer_digits > 0 ? integer_digits : -leading_zeros_after_point) + exp10;
+  d.exponent = integer_digits > 0 ? integer_digits : -zeros_after_point;
+  normalize(d);
+}
+
+// Reads to_chars scientific output ("1.25e-07", "5e+00") of at most 18 digits into `d`.
+void read_scientific(const char* s, Decimal& d) {
+  d.digits[0] = s[0];
+  d.count = 1;
+  const char* p = s + 1;
+  if (*p == '.')
+    for (++p; *p != 'e'; ++p) d.digits[d.count++] = *p;
+  const bool negative = p[1] == '-';
+  int e = 0;
+  for (p += 2; *p >= '0' && *p <= '9'; ++p) e = e * 10 + (*p - '0');
+  d.exponent = 1 + (negative ? -e : e);
   normalize(d);
 }
 
@@ -77,15 +86,18 @@ void round_at(Decimal& d, int unit) {
 // True when |x| lies exactly halfway between two multiples of 10^unit: with |x| = M * 2^q, M
 // odd, 2|x| / 10^unit = M * 2^(q + 1 - unit) / 5^unit is an odd integer.
 bool is_exact_tie(double x, int unit) {
-  int e = 0;
-  const double m = std::frexp(std::fabs(x), &e);
-  auto mantissa = static_cast<uint64_t>(std::ldexp(m, 53));
-  int q = e - 53;
-  if (mantissa == 0) return false;
-  while ((mantissa & 1) == 0) {
-    mantissa >>= 1;
-    ++q;
+  const uint64_t bits = std::bit_cast<uint64_t>(x);
+  const int biased = static_cast<int>((bits >> 52) & 0x7FF);
+  uint64_t mantissa = bits & ((uint64_t{1} << 52) - 1);
+  int q = -1074;
+  if (biased != 0) {
+    mantissa |= uint64_t{1} << 52;
+    q = biased - 1075;
   }
+  if (mantissa == 0) return false;
+  const int zeros = std::countr_zero(mantissa);
+  mantissa >>= zeros;
+  q += zeros;
   if (q != unit - 1) return false;
   if (unit <= 0) return true;
   if (unit > 22) return false;  // 5^23 exceeds any mantissa
@@ -98,7 +110,7 @@ bool is_exact_tie(double x, int unit) {
 void fixed_digits(double ax, int decimals, Decimal& d) {
   char buf[kScratch];
   const auto r = std::to_chars(buf, buf + kScratch, ax, std::chars_format::fixed, decimals);
-  read_digits(buf, r.ptr, d);
+  read_fixed(buf, r.ptr, d);
 }
 
 }  // namespace
@@ -121,9 +133,9 @@ Decimal decimal_of_double(double x, int precision, int decimals) {
   precision = std::clamp(precision, 1, 18);
   const double ax = std::fabs(x);
   char buf[kScratch];
-  const auto r =
-      std::to_chars(buf, buf + kScratch, ax, std::chars_format::scientific, precision - 1);
-  read_digits(buf, r.ptr, d);
+  *std::to_chars(buf, buf + kScratch - 1, ax, std::chars_format::scientific, precision - 1).ptr =
+      '\0';
+  read_scientific(buf, d);
   int unit = d.exponent - precision;
   if (decimals != kAnyDecimals && -decimals > unit) {
     unit = -decimals;
