@@ -1,10 +1,9 @@
-// Text of a real: the value's 17 significant decimal digits (std::to_chars), rounded half away
-// from zero at the place the style asks for, then laid out.
+// Text of a real: the shortest decimal digits that read back as the value (std::to_chars),
+// rounded half away from zero at the place the style asks for, then laid out.
 #include "float_text.h"
 
 #include <charconv>
 #include <cmath>
-#include <cstdlib>
 #include <cstring>
 
 namespace vkl {
@@ -21,13 +20,17 @@ Decimal decompose(double magnitude) {
   Decimal dec;
   if (magnitude == 0) return dec;
   char text[32];
-  const auto done = std::to_chars(text, text + sizeof text, magnitude, std::chars_format::scientific, 16);
-  // "d.dddddddddddddddde+XX"
-  dec.d[0] = text[0];
-  std::memcpy(dec.d + 1, text + 2, 16);
-  dec.n = 17;
-  const char* e = static_cast<const char*>(std::memchr(text, 'e', done.ptr - text));
-  dec.point = std::atoi(e + 1) + 1;
+  const char* end =
+      std::to_chars(text, text + sizeof text, magnitude, std::chars_format::scientific).ptr;
+  // "d[.ddd]e[+-]XX"
+  const char* p = text;
+  dec.d[dec.n++] = *p++;
+  if (*p == '.')
+    for (++p; *p != 'e'; ++p) dec.d[dec.n++] = *p;
+  const bool negative_exponent = p[1] == '-';
+  int exponent = 0;
+  for (p += 2; p < end; ++p) exponent = exponent * 10 + (*p - '0');
+  dec.point = (negative_exponent ? -exponent : exponent) + 1;
   while (dec.n > 0 && dec.d[dec.n - 1] == '0') --dec.n;
   return dec;
 }
