@@ -16,6 +16,9 @@ namespace {
 // with up to 18 significant digits in scientific form).
 constexpr int kScratch = 128;
 
+constexpr double kPowersOfTen[19] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8, 1e9,
+                                     1e10, 1e11, 1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18};
+
 // Drops trailing zeros; a value without digits is zero.
 void normalize(Decimal& d) {
   while (d.count > 0 && d.digits[d.count - 1] == '0') --d.count;
@@ -132,14 +135,22 @@ Decimal decimal_of_double(double x, int precision, int decimals) {
   }
   precision = std::clamp(precision, 1, 18);
   const double ax = std::fabs(x);
-  char buf[kScratch];
-  *std::to_chars(buf, buf + kScratch - 1, ax, std::chars_format::scientific, precision - 1).ptr =
-      '\0';
-  read_scientific(buf, d);
-  int unit = d.exponent - precision;
-  if (decimals != kAnyDecimals && -decimals > unit) {
+  int unit;
+  if (decimals != kAnyDecimals && decimals <= precision &&
+      ax < kPowersOfTen[precision - decimals]) {
+    // Too few integer digits for the precision to matter: the decimals alone decide.
     unit = -decimals;
     fixed_digits(ax, decimals, d);
+  } else {
+    char buf[kScratch];
+    *std::to_chars(buf, buf + kScratch - 1, ax, std::chars_format::scientific, precision - 1)
+         .ptr = '\0';
+    read_scientific(buf, d);
+    unit = d.exponent - precision;
+    if (decimals != kAnyDecimals && -decimals > unit) {
+      unit = -decimals;
+      fixed_digits(ax, decimals, d);
+    }
   }
   if (is_exact_tie(x, unit)) {
     // The exact value ends one digit below `unit` (with a 5): render it whole, round by hand.

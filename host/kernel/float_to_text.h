@@ -6,7 +6,9 @@
 #include <vkl/format_settings.h>
 #include <vkl/kernel.h>
 
+#include <algorithm>
 #include <cstdint>
+#include <string>
 #include <string_view>
 
 namespace vkl {
@@ -22,10 +24,20 @@ struct TextOut {
     ++n;
   }
   void put_ascii(std::string_view s) {
-    for (char c : s) put(static_cast<Char>(c));
+    if constexpr (sizeof(Char) == 1) {
+      put(std::basic_string_view<Char>(s.data(), s.size()));
+    } else {
+      for (char c : s) put(static_cast<Char>(c));
+    }
   }
   void put(std::basic_string_view<Char> s) {
-    for (Char c : s) put(c);
+    if (n < cap) std::char_traits<Char>::copy(buf + n, s.data(), std::min<size_t>(s.size(), cap - n));
+    n += static_cast<int64_t>(s.size());
+  }
+  void fill(Char c, int64_t count) {
+    if (count <= 0) return;
+    if (n < cap) std::char_traits<Char>::assign(buf + n, std::min(count, cap - n), c);
+    n += count;
   }
 };
 

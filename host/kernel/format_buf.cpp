@@ -3,6 +3,7 @@
 // reported as an error whatever the buffer's size.
 #include <vkl/format_buf.h>
 #include <vkl/kernel.h>
+#include <vkl/vk_numbers.h>
 
 #include <algorithm>
 #include <charconv>
@@ -12,39 +13,14 @@
 #include <string>
 #include <string_view>
 
-#include "float_text.h"
+#include "float_to_text.h"
 
 namespace {
-
-using vkl::FloatStyle;
 
 constexpr int kDefaultSignificant = 15;
 constexpr int kMaxSignificant = 18;
 // No index, width or precision written.
 constexpr int64_t kAbsent = std::numeric_limits<int64_t>::min();
-
-// Where the text goes: writes while it fits, counts always.
-template <class Ch>
-class Sink {
- public:
-  Sink(Ch* buf, int64_t capacity) : buf_(buf), capacity_(capacity) {}
-
-  void put(const Ch* s, int64_t n) {
-    if (len_ + n <= capacity_) std::memcpy(buf_ + len_, s, static_cast<size_t>(n) * sizeof(Ch));
-    len_ += n;
-  }
-  void fill(Ch c, int64_t n) {
-    if (n <= 0) return;
-    if (len_ + n <= capacity_) std::char_traits<Ch>::assign(buf_ + len_, static_cast<size_t>(n), c);
-    len_ += n;
-  }
-  int64_t result() const { return len_ > capacity_ ? int64_t{VKL_FORMAT_SHORT} : len_; }
-
- private:
-  Ch* buf_;
-  int64_t capacity_;
-  int64_t len_ = 0;
-};
 
 // One parsed specifier.
 struct Spec {
@@ -118,22 +94,22 @@ class Formatter {
  public:
   Formatter(Ch* buf, int64_t capacity, const TObject* args, int nargs,
             const VKL_FormatSettings& fs)
-      : out_(buf, capacity), args_(args), nargs_(nargs), fs_(fs) {}
+      : out_{buf, capacity}, args_(args), nargs_(nargs), fs_(fs) {}
 
   int64_t run(const Ch* p, const Ch* end) {
     while (p < end) {
-      const Ch* percent = std::char_traits<Ch>::find(p, static_cast<size_t>(end - p), Ch('%'));
-      if (!percent) percent = end;
-      out_.put(p, percent - p);
+      const Ch* percent = p;
+      while (percent < end && *percent != Ch('%')) ++percent;
+      out_.put({p, static_cast<size_t>(percent - p)});
       if (percent == end) break;
       p = percent + 1;
       if (p < end && *p == Ch('%')) {
-        out_.put(p++, 1);
+        out_.put(*p++);
         continue;
       }
       if (!specifier(p, end)) return VKL_FORMAT_ERROR;
     }
-    return out_.result();
+    return out_.n > out_.cap ? int64_t{VKL_FORMAT_SHORT} : out_.n;
   }
 
  private:
@@ -203,11 +179,11 @@ class Formatter {
     }
     switch (spec.type) {
       case 'd': case 'u': case 'x': return render_integer(spec, arg);
-      case 'e': return render_real(spec, arg, FloatStyle::Exponent);
-      case 'f': return render_real(spec, arg, FloatStyle::Fixed);
-      case 'g': return render_real(spec, arg, FloatStyle::General);
-      case 'n': return render_real(spec, arg, FloatStyle::Number);
-      case 'm': return render_real(spec, arg, FloatStyle::Currency);
+      case 'e': return render_real(spec, arg, VK_ffExponent);
+      case 'f': return render_real(spec, arg, VK_ffFixed);
+      case 'g': return render_real(spec, arg, VK_ffGeneral);
+      case 'n': return render_real(spec, arg, VK_ffNumber);
+      case 'm': return render_real(spec, arg, VK_ffCurrency);
       case 'p': return render_pointer(spec, arg);
       case 's': return render_string(spec, arg);
       default: return false;
@@ -229,7 +205,7 @@ class Formatter {
     char digits[24];
     const int len = unsigned_text(digits, magnitude, spec.type == 'x' ? 16 : 10);
     const int64_t zeros = spec.precision > len ? spec.precision - len : 0;
-    emit(spec, negative ? "-" : "", zeros, digits, len);
+    emit(spec, negative ? "-" : "", zeros, {digits, static_cast<size_t>(len)});
     return true;
   }
 
@@ -238,28 +214,52 @@ class Formatter {
     if (!pointer_of(arg, &address)) return false;
     char digits[24];
     const int len = unsigned_text(digits, address, 16);
-    emit(spec, "", 16 - len, digits, len);
+    emit(spec, "", 16 - len, {digits, static_cast<size_t>(len)});
     return true;
   }
 
-  bool render_real(const Spec& spec, const TObject* arg, FloatStyle style) {
+  // The real's text is written in place; a right-justified field then moves it over to make
+  // room for its padding.
+  bool render_real(const Spec& spec, const TObject* arg, int format) {
     double value;
     if (!real_of(arg, &value)) return false;
-    const bool significant = style == FloatStyle::Exponent || style == FloatStyle::General;
     int precision = kMaxSignificant;
     int digits;
-    if (significant) {
-      precision = spec.precision < 0 ? kDefaultSignificant
-                                     : static_cast<int>(std::clamp<int64_t>(spec.precision, 1, kMaxSignificant));
-      digits = style == FloatStyle::Exponent ? 3 : 0;
+    if (format == VK_ffExponent || format == VK_ffGeneral) {
+      if (spec.precision >= 0) precision = static_cast<int>(std::clamp<int64_t>(spec.precision, 1, kMaxSignificant));
+      else precision = kDefaultSignificant;
+      digits = format == VK_ffExponent ? 3 : 0;
     } else {
-      const int fallback = style == FloatStyle::Currency ? fs_.currencyDecimals : 2;
-      digits = spec.precision < 0 ? fallback : static_cast<int>(std::min<int64_t>(spec.precision, kMaxSignificant));
+      const int fallback = format == VK_ffCurrency ? fs_.currencyDecimals : 2;
+      digits = spec.precision < 0 ? fallback
+                                  : static_cast<int>(std::min<int64_t>(spec.precision, kMaxSignificant));
     }
-    char text[vkl::kFloatTextMax];
-    const int len = vkl::float_text(text, value, style, precision, digits, fs_);
-    emit(spec, "", 0, text, len);
+    const int64_t start = out_.n;
+    const int64_t room = std::max<int64_t>(out_.cap - start, 0);
+    Ch* at = room > 0 ? out_.buf + start : nullptr;
+    const int64_t len = float_text(at, room, value, format, precision, digits);
+    if (len < 0) return false;
+    out_.n = start + len;
+    const int64_t pad = spec.width - len;
+    if (pad <= 0) return true;
+    if (spec.left) {
+      out_.fill(Ch(' '), pad);
+    } else {
+      if (out_.n + pad <= out_.cap) {
+        std::char_traits<Ch>::move(at + pad, at, static_cast<size_t>(len));
+        std::char_traits<Ch>::assign(at, static_cast<size_t>(pad), Ch(' '));
+      }
+      out_.n += pad;
+    }
     return true;
+  }
+
+  int64_t float_text(char* at, int64_t room, double value, int format, int precision, int digits) {
+    return FloatToTextA(at, room, &value, VK_fvDouble, format, precision, digits, &fs_);
+  }
+  int64_t float_text(vkl_wchar* at, int64_t room, double value, int format, int precision,
+                     int digits) {
+    return FloatToTextW(at, room, &value, VK_fvDouble, format, precision, digits, &fs_);
   }
 
   bool render_string(const Spec& spec, const TObject* arg) {
@@ -272,9 +272,7 @@ class Formatter {
       return false;
     }
     text = cut(text, spec.precision);
-    pad_around(spec, static_cast<int64_t>(text.size()), [&] {
-      out_.put(text.data(), static_cast<int64_t>(text.size()));
-    });
+    pad_around(spec, static_cast<int64_t>(text.size()), [&] { out_.put(text); });
     return true;
   }
 
@@ -287,15 +285,12 @@ class Formatter {
     return len;
   }
 
-  // Writes a sign, `zeros` zeros and narrow text (host code page) as one padded field.
-  void emit(const Spec& spec, const char* sign, int64_t zeros, const char* text, int len) {
-    const auto sign_len = static_cast<int64_t>(std::strlen(sign));
-    std::basic_string_view<Ch> body;
-    if (!in_width(text, len, &body)) body = {};
-    pad_around(spec, sign_len + zeros + static_cast<int64_t>(body.size()), [&] {
-      for (const char* s = sign; *s; ++s) out_.fill(Ch(*s), 1);
+  // Writes a sign, `zeros` zeros and ASCII digits as one padded field.
+  void emit(const Spec& spec, std::string_view sign, int64_t zeros, std::string_view digits) {
+    pad_around(spec, static_cast<int64_t>(sign.size() + digits.size()) + zeros, [&] {
+      out_.put_ascii(sign);
       out_.fill(Ch('0'), zeros);
-      out_.put(body.data(), static_cast<int64_t>(body.size()));
+      out_.put_ascii(digits);
     });
   }
 
@@ -341,7 +336,7 @@ class Formatter {
     return true;
   }
 
-  Sink<Ch> out_;
+  vkl::TextOut<Ch> out_;
   const TObject* args_;
   int nargs_;
   int next_arg_ = 0;
