@@ -6,13 +6,14 @@
 #include "core/typetests.h"
 #include "plugin/module_functions.h"
 #include "system/handles.h"
+#include "system/process.h"
 #include "text/format.h"
 
 namespace vkl::plugin {
 namespace {
 
-constexpr auto kRows =
-    join_rows(kTypeTestRows, kConstantRows, kModuleRows, kHandleRows, kFormatRows);
+constexpr auto kRows = join_rows(kTypeTestRows, kConstantRows, kModuleRows, kHandleRows,
+                                 kFormatRows, kProcessRows);
 
 constexpr auto entries_of(const decltype(kRows)& rows) {
   std::array<VKL_FunctionEntry, kRows.size()> entries{};
