@@ -21,7 +21,9 @@ void append_quoted_argument(std::string* line, std::string_view arg) {
 
 namespace {
 
-bool is_blank(char c) { return c == ' ' || c == '\t'; }
+bool is_blank(char c) {
+  return c == ' ' || c == '\t';
+}
 
 // The program name: up to the first blank outside quotes, quotes removed, no escapes.
 size_t take_program(std::string_view line, size_t at, std::string* out) {

@@ -78,17 +78,13 @@ int sysexecsetenvs(VKL_State* L, TObject* args, int nargs, TObject*) {
   if (!VKL_HashCheck(entries) || mode < 0 || mode > 2) return 0;
   block.clear();
   if (mode == 1) append_entries(&block, os::environment_entries());
-  const VKL_Table* table = vkl_table(entries);
-  const int64_t count = VKL_HashRawCount(table);
-  for (int64_t i = 0; i < count; ++i) {
-    const TObject* key = nullptr;
-    const TObject* element = VKL_HashRawGetN(table, i, &key);
-    if (!element || !key || !vkl_is_number_tag(key->tag)) continue;
-    element = vkl_follow(element);
-    if (!vkl_is_string_tag(element->tag)) return 0;
+  const bool all_texts = each_indexed_element(vkl_table(entries), [&](const TObject* element) {
+    if (!vkl_is_string_tag(element->tag)) return false;
     block.append(VKL_AsString(element), static_cast<size_t>(VKL_StringLen(element)));
     block.push_back('\0');
-  }
+    return true;
+  });
+  if (!all_texts) return 0;
   if (mode == 2) append_entries(&block, os::environment_entries());
   block.push_back('\0');
   return 1;
@@ -154,9 +150,8 @@ int sleep(VKL_State* L, TObject* args, int nargs, TObject*) {
   const auto start = std::chrono::steady_clock::now();
   const double total = ms < 9.2e15 ? ms : 9.2e15;
   while (!VKL_InterpIsStopL(L)) {
-    const double spent = std::chrono::duration<double, std::milli>(
-                             std::chrono::steady_clock::now() - start)
-                             .count();
+    const double spent =
+        std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
     const int64_t left = std::llround(total - spent);
     if (left <= 0) break;
     os::sleep_ms(left < kSleepSliceMs ? left : kSleepSliceMs);

@@ -20,7 +20,9 @@ int wait_process(intptr_t handle, int64_t ms) {
   return failed ? kWaitFailed : kWaitTimedOut;
 }
 
-int process_poll_fd(intptr_t handle) { return static_cast<int>(handle); }
+int process_poll_fd(intptr_t handle) {
+  return static_cast<int>(handle);
+}
 
 // Closing a process handle also gives up the pipes this thread registered under it.
 bool close_process(intptr_t handle) {
@@ -45,7 +47,9 @@ constexpr HandleKind kProcessKind = {"process", wait_process, nullptr, process_p
 
 }  // namespace
 
-ExecState& exec_state() { return t_state; }
+ExecState& exec_state() {
+  return t_state;
+}
 
 std::vector<std::string> block_entries(const std::string& block) {
   std::vector<std::string> entries;
@@ -68,7 +72,9 @@ void release_pipe(ExecState& state, const os::Pipe& pipe) {
   if (found != state.holders.end()) state.holders.erase(found);
 }
 
-bool register_process(int process) { return register_handle(process, &kProcessKind); }
+bool register_process(int process) {
+  return register_handle(process, &kProcessKind);
+}
 
 bool process_exit_code(intptr_t process, int* code) {
   if (!os::exit_status(static_cast<int>(process), code)) return false;

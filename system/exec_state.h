@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include <vkl/kernel.h>
+
 #include "system/os_process.h"
 
 namespace vkl::system {
@@ -29,6 +31,19 @@ ExecState& exec_state();
 
 // The entries of an environment block, up to its first empty one.
 std::vector<std::string> block_entries(const std::string& block);
+
+// Calls `visit` with each integer-keyed element of the table (a reference followed), in table
+// order, while it returns true; false when it stopped early. Other keys are passed over.
+template <typename Visit>
+bool each_indexed_element(const VKL_Table* table, Visit visit) {
+  const int64_t count = VKL_HashRawCount(table);
+  for (int64_t i = 0; i < count; ++i) {
+    const TObject* key = nullptr;
+    const TObject* element = VKL_HashRawGetN(table, i, &key);
+    if (element && key && vkl_is_number_tag(key->tag) && !visit(vkl_follow(element))) return false;
+  }
+  return true;
+}
 
 // Gives up one holder of the pipe; the last one closes both ends.
 void release_pipe(ExecState& state, const os::Pipe& pipe);

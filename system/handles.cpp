@@ -43,7 +43,9 @@ int64_t remaining_ms(Clock::time_point deadline) {
   return left.count() > 0 ? left.count() : 0;
 }
 
-int poll_ms(int64_t ms) { return ms < 0 || ms > 1000000 ? 1000000 : static_cast<int>(ms); }
+int poll_ms(int64_t ms) {
+  return ms < 0 || ms > 1000000 ? 1000000 : static_cast<int>(ms);
+}
 
 struct Waited {
   intptr_t handle;

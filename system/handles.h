@@ -29,7 +29,9 @@ struct HandleKind {
 };
 
 // 0 and -1 are never passed to the system.
-inline bool is_handle_value(intptr_t handle) { return handle != 0 && handle != -1; }
+inline bool is_handle_value(intptr_t handle) {
+  return handle != 0 && handle != -1;
+}
 
 // Enters a new handle of that kind; false for 0, -1 or a number already registered.
 bool register_handle(intptr_t handle, const HandleKind* kind);
@@ -68,8 +70,7 @@ namespace vkl::plugin {
 inline constexpr FunctionRow kHandleRows[] = {
     {"sysclosehandle", system::sysclosehandle, "sysclosehandle(handle)",
      "closes a process or mutex handle and releases the pipes of a process"},
-    {"syswaitforsingleobject", system::syswaitforsingleobject,
-     "syswaitforsingleobject(handle, ms)",
+    {"syswaitforsingleobject", system::syswaitforsingleobject, "syswaitforsingleobject(handle, ms)",
      "waits for a process or mutex: 0 signalled, 128 abandoned, 258 timed out, -1 failed"},
     {"syswaitformultipleobjects", system::syswaitformultipleobjects,
      "syswaitformultipleobjects(handles, waitAll, ms)",

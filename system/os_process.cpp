@@ -7,7 +7,6 @@
 #include <sched.h>
 #include <signal.h>
 #include <spawn.h>
-#include <sys/ioctl.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -30,7 +29,9 @@ namespace {
 // poll takes an int of milliseconds; longer waits go round again.
 constexpr int64_t kLongestPoll = INT_MAX;
 
-int poll_timeout(int64_t ms) { return ms < 0 ? -1 : static_cast<int>(ms < kLongestPoll ? ms : kLongestPoll); }
+int poll_timeout(int64_t ms) {
+  return ms < 0 ? -1 : static_cast<int>(ms < kLongestPoll ? ms : kLongestPoll);
+}
 
 // Polls until an event or the time passes; restarts after signals. The poll's result.
 int poll_for(pollfd* fds, nfds_t count, int64_t ms) {
@@ -52,7 +53,9 @@ int poll_for(pollfd* fds, nfds_t count, int64_t ms) {
   }
 }
 
-int open_process(pid_t pid) { return static_cast<int>(syscall(SYS_pidfd_open, pid, 0)); }
+int open_process(pid_t pid) {
+  return static_cast<int>(syscall(SYS_pidfd_open, pid, 0));
+}
 
 int signal_process(int process, int signal) {
   return static_cast<int>(syscall(SYS_pidfd_send_signal, process, signal, nullptr, 0));
@@ -76,6 +79,16 @@ bool make_pipe(Pipe* out) {
   return true;
 }
 
+bool make_output_pipe(Pipe* out) {
+  if (!make_pipe(out)) return false;
+  const int flags = fcntl(out->read, F_GETFL);
+  if (flags >= 0 && fcntl(out->read, F_SETFL, flags | O_NONBLOCK) == 0) return true;
+  set_last_error(errno);
+  close_pipe(*out);
+  *out = {};
+  return false;
+}
+
 void close_fd(int fd) {
   if (fd >= 0) close(fd);
 }
@@ -90,23 +103,12 @@ int duplicate_fd(int fd) {
   return copy >= 0 ? copy : fail_with_errno(-1);
 }
 
-int64_t bytes_available(int fd) {
-  int count = 0;
-  if (fd < 0 || ioctl(fd, FIONREAD, &count) != 0) return fail_with_errno(int64_t{-1});
-  return count;
-}
-
-int64_t read_available(int fd, std::string* out, size_t limit) {
-  const int64_t waiting = bytes_available(fd);
-  if (waiting <= 0) return waiting;
-  const size_t want = static_cast<size_t>(waiting) < limit ? static_cast<size_t>(waiting) : limit;
-  const size_t had = out->size();
-  out->resize(had + want);
+int64_t read_waiting(int fd, char* buffer, size_t size) {
   ssize_t got;
-  do got = read(fd, out->data() + had, want);
+  do got = read(fd, buffer, size);
   while (got < 0 && errno == EINTR);
-  out->resize(had + (got > 0 ? static_cast<size_t>(got) : 0));
-  return got >= 0 ? got : fail_with_errno(int64_t{-1});
+  if (got >= 0) return got;
+  return errno == EAGAIN ? 0 : fail_with_errno(int64_t{-1});
 }
 
 int64_t write_all(int fd, const char* data, size_t size) {
@@ -263,7 +265,9 @@ void sleep_ms(int64_t ms) {
   }
 }
 
-void yield_thread() { sched_yield(); }
+void yield_thread() {
+  sched_yield();
+}
 
 void exit_process(int code) {
   std::cout.flush();

@@ -20,16 +20,17 @@ struct Pipe {
 };
 
 bool make_pipe(Pipe* out);
+// A pipe whose read end never blocks: a read of an empty pipe finds nothing instead of
+// waiting. Only the read end, which stays with this process, is non-blocking.
+bool make_output_pipe(Pipe* out);
 void close_fd(int fd);
 void close_pipe(const Pipe& pipe);
 // A second descriptor of the same pipe end, or -1.
 int duplicate_fd(int fd);
 
-// Bytes waiting in a pipe, without removing them; -1 when the descriptor cannot tell.
-int64_t bytes_available(int fd);
-// Reads what is waiting (at most `limit` bytes) and appends it; never blocks. Returns the
-// bytes read, 0 when nothing waits, -1 on an error.
-int64_t read_available(int fd, std::string* out, size_t limit);
+// Reads what waits in a pipe end made by make_output_pipe, at most `size` bytes; never blocks.
+// The bytes read; 0 when nothing waits (or the writers are gone), -1 on an error.
+int64_t read_waiting(int fd, char* buffer, size_t size);
 // Writes all bytes (blocking while the pipe is full); the bytes written.
 // A write to a pipe nobody reads fails with EPIPE instead of a signal on a thread that called
 // quiet_broken_pipes() first.
@@ -44,7 +45,7 @@ struct SpawnRequest {
   std::vector<std::string> argv;  // the child's arguments, argv[0] included
   std::string directory;          // empty: this process's
   const std::vector<std::string>* environment = nullptr;  // null: this process's
-  int std_in = -1;                // -1: inherited, or kNoHandle
+  int std_in = -1;                                        // -1: inherited, or kNoHandle
   int std_out = -1;
   int std_err = -1;
 };

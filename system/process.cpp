@@ -20,8 +20,63 @@ using Clock = std::chrono::steady_clock;
 
 // Code page of the text a wide (UTF-16) start hands to the system.
 constexpr int kUtf8 = 65001;
-// Largest read from a pipe at once: one pipe buffer.
-constexpr size_t kReadChunk = 65536;
+// Room made for a pipe's bytes at least: one pipe buffer.
+constexpr int64_t kReadChunk = 65536;
+
+// A pipe's bytes read straight into a string cell that grows as they come (a resize of a large
+// buffer moves pages instead of copying them). Past the state's payload limit further bytes are
+// read and dropped, so that the child is never left blocked on a full pipe.
+class Capture {
+ public:
+  explicit Capture(VKL_State* L) : L_(L) { vkl_put_nil(&cell_); }
+  ~Capture() { VKL_FreeObjectContent(L_, &cell_); }
+  Capture(const Capture&) = delete;
+  Capture& operator=(const Capture&) = delete;
+
+  // Reads everything that waits in the pipe now.
+  void drain(int fd) {
+    for (;;) {
+      if (capacity_ - used_ < kReadChunk && !full_) full_ = !grow();
+      char scratch[4096];
+      const int64_t got =
+          full_ ? os::read_waiting(fd, scratch, sizeof scratch)
+                : os::read_waiting(fd, data_ + used_, static_cast<size_t>(capacity_ - used_));
+      if (got <= 0) return;
+      if (!full_) used_ += got;
+    }
+  }
+
+  // Moves the bytes read, exactly their count, into `dst`; false (dst untouched) without memory.
+  bool take(TObject* dst) {
+    if (cell_.tag == VKL_TNIL && !VKL_SetStringEx(L_, &cell_, nullptr, 0)) return false;
+    if (used_ != capacity_) VKL_Realloc2(L_, &cell_, used_);
+    VKL_FreeObjectContent(L_, dst);
+    *dst = cell_;
+    vkl_put_nil(&cell_);
+    return true;
+  }
+
+ private:
+  bool grow() {
+    if (cell_.tag == VKL_TNIL && !VKL_SetStringEx(L_, &cell_, nullptr, 0)) return false;
+    const int64_t limit = VKL_GetMaxStrLen();
+    int64_t wanted = capacity_ * 2 > used_ + kReadChunk ? capacity_ * 2 : used_ + kReadChunk;
+    if (wanted > limit) wanted = limit;
+    if (wanted <= used_) return false;
+    void* data = VKL_Realloc2(L_, &cell_, wanted);
+    if (!data) return false;
+    data_ = static_cast<char*>(data);
+    capacity_ = wanted;
+    return true;
+  }
+
+  VKL_State* L_;
+  TObject cell_;
+  char* data_ = nullptr;
+  int64_t used_ = 0;
+  int64_t capacity_ = 0;
+  bool full_ = false;
+};
 
 std::string to_code_page(int code_page, const vkl_wchar* s, int64_t len) {
   std::string out(static_cast<size_t>(VKL_WideToMultiByte(code_page, s, len, nullptr, 0)), '\0');
@@ -64,19 +119,15 @@ bool command_arguments(const TObject* cell, bool wide_call, std::vector<std::str
   const TObject* o = vkl_follow(cell);
   std::string line;
   if (o->tag == VKL_TTABLE) {
-    const VKL_Table* table = vkl_table(o);
-    const int64_t count = VKL_HashRawCount(table);
-    for (int64_t i = 0; i < count; ++i) {
-      const TObject* key = nullptr;
-      const TObject* element = VKL_HashRawGetN(table, i, &key);
-      if (!element || !key || !vkl_is_number_tag(key->tag)) continue;
+    const bool all_texts = each_indexed_element(vkl_table(o), [&](const TObject* element) {
       std::string text;
-      const int tag = vkl_follow(element)->tag;
-      if ((!vkl_is_string_tag(tag) && tag != VKL_TWSTRING) ||
+      if ((!vkl_is_string_tag(element->tag) && element->tag != VKL_TWSTRING) ||
           !text_for_call(element, wide_call, &text))
         return false;
       append_quoted_argument(&line, text);
-    }
+      return true;
+    });
+    if (!all_texts) return false;
   } else if (!text_for_call(o, wide_call, &line)) {
     return false;
   }
@@ -138,7 +189,7 @@ void start_input_writer(int pipe_write, std::string text) {
 
 // Everything the child wrote while it ran, then everything left once it exited. Returns
 // whether it exited before the deadline.
-bool wait_and_capture(int process, int pipe_read, int64_t timeout_ms, std::string* out) {
+bool wait_and_capture(int process, int pipe_read, int64_t timeout_ms, Capture* out) {
   const auto deadline = timeout_ms < 0 ? Clock::time_point::max()
                                        : Clock::now() + std::chrono::milliseconds(timeout_ms);
   for (;;) {
@@ -148,14 +199,14 @@ bool wait_and_capture(int process, int pipe_read, int64_t timeout_ms, std::strin
       if (left < 0) left = 0;
     }
     const int state = os::wait_process_or_input(process, pipe_read, left);
-    while (os::read_available(pipe_read, out, kReadChunk) > 0) {
-    }
+    out->drain(pipe_read);
     if (state != 0) return state == 1;
     if (left == 0) return false;
   }
 }
 
-void set_exit_info(VKL_State* L, TObject* info, int code, const std::string* captured) {
+// exitInfo: the exit code, or with a capture the table {"code": code, "out": bytes}.
+void set_exit_info(VKL_State* L, TObject* info, int code, Capture* captured) {
   if (!captured) {
     VKL_SetInt(L, info, code);
     return;
@@ -163,8 +214,7 @@ void set_exit_info(VKL_State* L, TObject* info, int code, const std::string* cap
   VKL_Table* table = VKL_NewHash(L, info);
   if (!table) return;
   if (TObject* c = VKL_HashSetSZString(L, table, "code")) VKL_SetInt(L, c, code);
-  if (TObject* o = VKL_HashSetSZString(L, table, "out"))
-    VKL_SetStringEx(L, o, captured->data(), static_cast<int64_t>(captured->size()));
+  if (TObject* o = VKL_HashSetSZString(L, table, "out")) captured->take(o);
 }
 
 // Registers the pending pipes under a new process: one more holder each.
@@ -248,7 +298,7 @@ int sysexec(VKL_State* L, TObject* args, int nargs, TObject* result) {
   if (!start.wait) {
     VKL_SetInt(L, exit_info, 0);
   } else if (state.pending_out.exists()) {
-    std::string captured;
+    Capture captured(L);
     int code = -1;
     if (!wait_and_capture(process, state.pending_out.read, timeout_ms, &captured) ||
         !process_exit_code(process, &code))
@@ -279,7 +329,7 @@ int sysexecnewpipe(VKL_State* L, TObject* args, int nargs, TObject* result) {
   const bool want_in = mode != 1;
   os::Pipe out;
   os::Pipe in;
-  if (want_out && !os::make_pipe(&out)) {
+  if (want_out && !os::make_output_pipe(&out)) {
     VKL_SetInt(L, result, 0);
     return 1;
   }
@@ -333,12 +383,9 @@ int sysexecreadpipe(VKL_State* L, TObject* args, int nargs, TObject* result) {
   if (!has_sys_right(L) || nargs > 1 || !process_argument(args, nargs, 0, &process) ||
       !pipes_of(exec_state(), process, &out, &in))
     return 0;
-  std::string bytes;
-  if (out.exists()) {
-    while (os::read_available(out.read, &bytes, kReadChunk) > 0) {
-    }
-  }
-  return VKL_SetStringEx(L, result, bytes.data(), static_cast<int64_t>(bytes.size()));
+  Capture bytes(L);
+  if (out.exists()) bytes.drain(out.read);
+  return bytes.take(result) ? 1 : 0;
 }
 
 int sysexecwritepipe(VKL_State* L, TObject* args, int nargs, TObject* result) {

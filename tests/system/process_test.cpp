@@ -52,7 +52,8 @@ TEST_F(ProcessTest, ThousandStartsWithPipesLeaveNoDescriptorOrChild) {
   for (int i = 0; i < 1000; ++i) {
     ASSERT_EQ(call_int(sysexecnewpipe, {}), 1);
     const bool wait = i % 2 == 0;
-    const intptr_t h = start("\"/bin/sh\"", "array(\"sh\", \"-c\", \"printf x\")", wait ? "1" : "0");
+    const intptr_t h =
+        start("\"/bin/sh\"", "array(\"sh\", \"-c\", \"printf x\")", wait ? "1" : "0");
     ASSERT_GT(h, 0) << "start " << i;
     if (wait) {
       TObject* out = VKL_HashGetSZString(vkl_table(&args[4]), "out");
@@ -103,14 +104,15 @@ TEST(CommandLine, SplitsByTheQuotingRules) {
   EXPECT_EQ(split_command_line("\"C:\\dir x\\\" y"), (Args{"C:\\dir x\\", "y"}));
   EXPECT_EQ(split_command_line("p \"a b\"c \"\""), (Args{"p", "a bc", ""}));
   // backslashes: literal unless before a quote; 2n -> n and a grouping quote, 2n+1 -> n and "
-  EXPECT_EQ(split_command_line("p a\\\\b \\\\\"x y\" \\\"q"), (Args{"p", "a\\\\b", "\\x y", "\"q"}));
+  EXPECT_EQ(split_command_line("p a\\\\b \\\\\"x y\" \\\"q"),
+            (Args{"p", "a\\\\b", "\\x y", "\"q"}));
   EXPECT_EQ(split_command_line("p \"a\"\"b\" \"open end"), (Args{"p", "a\"b", "open end"}));
   EXPECT_EQ(split_command_line("p trail\\"), (Args{"p", "trail\\"}));
 }
 
 TEST(CommandLine, QuotedArgumentsSplitBackIntoThemselves) {
-  const std::vector<std::string> args = {"prog", "a b", "c\"d", "e\\", "x\\y z", "\"", "plain",
-                                         "tab\there"};
+  const std::vector<std::string> args = {"prog",   "a b", "c\"d",  "e\\",
+                                         "x\\y z", "\"",  "plain", "tab\there"};
   std::string line;
   for (const std::string& a : args) append_quoted_argument(&line, a);
   EXPECT_EQ(line, "prog \"a b\" \"c\"\"d\" \"e\\\\\" \"x\\y z\" \"\"\"\" plain tab\there");
