@@ -4,6 +4,11 @@
 
 #include "core/constants.h"
 #include "core/typetests.h"
+#include "numeric/classify.h"
+#include "numeric/logpow.h"
+#include "numeric/rounding.h"
+#include "numeric/trig.h"
+#include "numeric/two_argument.h"
 #include "plugin/module_functions.h"
 #include "system/handles.h"
 #include "system/process.h"
@@ -13,7 +18,12 @@ namespace vkl::plugin {
 namespace {
 
 constexpr auto kRows = join_rows(kTypeTestRows, kConstantRows, kModuleRows, kHandleRows,
-                                 kFormatRows, kProcessRows);
+                                 kFormatRows, kProcessRows,
+                                 numeric::trig::kTrigRows,
+                                 numeric::logpow::kLogPowRows,
+                                 numeric::rounding::kRoundingRows,
+                                 numeric::classify::kClassifyRows,
+                                 numeric::two_argument::kTwoArgumentRows);
 
 constexpr auto entries_of(const decltype(kRows)& rows) {
   std::array<VKL_FunctionEntry, kRows.size()> entries{};
