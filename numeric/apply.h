@@ -28,7 +28,8 @@
 //     element); R, the result element, is one of those too and picks the result matrix's
 //     element type (keep T for kind-keeping operations such as abs, double for the rest).
 //     With two outputs, element returns std::pair<R1, R2>: the outputs' elements; the
-//     result matrix is then all zero doubles.
+//     result matrix is then all zero doubles. Without element (an operation whose results
+//     are texts), a fixed matrix is a leaf the step cannot take.
 //   Unary, optional: static bool other(VKL_State* L, const TObject* x, TObject* const* t);
 //     a leaf that is neither a number nor walked (string, nil, object...). Return true when
 //     answered, false to leave it to the mode and fill rules.
@@ -190,6 +191,9 @@ bool for_each_data_cell(const VKL_Matrix* m, Visit&& visit) {
 }
 
 template <class Op>
+concept HasElement = requires(double x) { Op::element(x); };
+
+template <class Op>
 concept HasOther = requires(VKL_State* L, const TObject* x, TObject* const* t) {
   { Op::other(L, x, t) } -> std::same_as<bool>;
 };
@@ -255,14 +259,16 @@ class UnaryWalk : public WalkBase {
 
   bool fixed(const VKL_FixedMatrix* fm, const Targets& t) {
     if (VKL_FMGetType(fm) == VKL_FM_CELLS) return fixed_cells(fm, t);
-    if (!numeric_elements(fm)) {
-      const TObject view = fixed_matrix_view(fm);
-      return leaf(&view, t);
+    if constexpr (HasElement<Op>) {
+      if (numeric_elements(fm)) {
+        return with_elements(fm, [&]<class T>(const T* in) {
+          return map_into<Op::kOutputs>(L, fm, t.data(),
+                                        [in](int64_t i) { return Op::element(in[i]); });
+        });
+      }
     }
-    return with_elements(fm, [&]<class T>(const T* in) {
-      return map_into<Op::kOutputs>(L, fm, t.data(),
-                                    [in](int64_t i) { return Op::element(in[i]); });
-    });
+    const TObject view = fixed_matrix_view(fm);
+    return leaf(&view, t);
   }
 
   // A matrix of value cells gives nested tables keyed by the index of each dimension.

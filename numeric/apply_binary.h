@@ -8,6 +8,8 @@ namespace vkl::numeric {
 
 template <class Op>
 concept HasElementWithWhole = requires(double a, const TObject* b) { Op::element(a, b); };
+template <class Op>
+concept HasElementWithNumber = requires(double a, double b) { Op::element(a, b); };
 
 template <class Op>
 class BinaryWalk : public WalkBase {
@@ -96,7 +98,7 @@ class BinaryWalk : public WalkBase {
         return with_elements(fm, [&]<class A>(const A* in) {
           return map_into<Op::kOutputs>(L, fm, t.data(), [in, b](int64_t i) { return Op::element(in[i], b); });
         });
-      } else if constexpr (Op::kShape2 == Shape::kNumber) {
+      } else if constexpr (Op::kShape2 == Shape::kNumber && HasElementWithNumber<Op>) {
         TObject scratch;
         if (fits(Shape::kNumber, b)) {
           const TObject* y = b->tag == VKL_TFMELEMENT ? element_number(b, &scratch) : b;

@@ -9,6 +9,11 @@
 #include "numeric/rounding.h"
 #include "numeric/trig.h"
 #include "numeric/two_argument.h"
+#include "numeric/bits.h"
+#include "numeric/convert.h"
+#include "numeric/divmod_poly.h"
+#include "numeric/md5.h"
+#include "numeric/random.h"
 #include "plugin/module_functions.h"
 #include "system/handles.h"
 #include "system/process.h"
@@ -23,7 +28,8 @@ constexpr auto kRows = join_rows(kTypeTestRows, kConstantRows, kModuleRows, kHan
                                  numeric::logpow::kLogPowRows,
                                  numeric::rounding::kRoundingRows,
                                  numeric::classify::kClassifyRows,
-                                 numeric::two_argument::kTwoArgumentRows);
+                                 numeric::two_argument::kTwoArgumentRows, kBitRows, kConvertRows,
+                                 kDivModPolyRows, kMd5Rows, kRandomRows);
 
 constexpr auto entries_of(const decltype(kRows)& rows) {
   std::array<VKL_FunctionEntry, kRows.size()> entries{};
