@@ -5,9 +5,11 @@
 
 #include <cerrno>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "system/command_line.h"
+#include "system/exec_state.h"
 #include "system/handles.h"
 #include "system/process.h"
 #include "tests/core/core_fixture.h"
@@ -93,6 +95,40 @@ TEST_F(ProcessTest, RejectedStartLeavesExitInfoAndPipesAlone) {
   expect_rejected_now(sysexec);
   EXPECT_STREQ(VKL_AsString(&args[4]), "kept");
   EXPECT_EQ(call_int(sysexecdeletepipe, {"0"}), 1);
+}
+
+TEST_F(ProcessTest, TerminatedChildReportsTheGivenExitCode) {
+  const intptr_t h = start("\"/bin/sleep\"", "\"sleep 30\"", "0");
+  ASSERT_GT(h, 0);
+  int code = 0;
+  EXPECT_FALSE(process_exit_code(h, &code));
+  set_args({"42", std::to_string(h).c_str()});
+  EXPECT_EQ(call(systerminate), 1);
+  ASSERT_EQ(wait_handle(h, 5000), kWaitAcquired);
+  ASSERT_TRUE(process_exit_code(h, &code));
+  EXPECT_EQ(code, 42);
+  EXPECT_EQ(close_handle(h), 1);
+}
+
+TEST_F(ProcessTest, PendingPipesBelongToTheirThread) {
+  ASSERT_EQ(call_int(sysexecnewpipe, {}), 1);
+  int elsewhere = -1;
+  std::thread([&] {
+    TObject no_args;
+    TObject answer;
+    vkl_put_nil(&answer);
+    elsewhere = sysexecreadpipe(L, &no_args, 0, &answer);
+    VKL_FreeObjectContent(L, &answer);
+  }).join();
+  EXPECT_EQ(elsewhere, 0);
+  EXPECT_EQ(call_int(sysexecdeletepipe, {}), 1);
+}
+
+TEST_F(ProcessTest, ALongSleepEndsOnAStopRequest) {
+  VKL_InterpSetStop(L, 1);
+  set_args({"600000"});
+  EXPECT_EQ(call(vkl::system::sleep), 1);
+  VKL_InterpSetStop(L, 0);
 }
 
 TEST(CommandLine, SplitsByTheQuotingRules) {
