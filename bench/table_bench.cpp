@@ -13,6 +13,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "ratio_reporter.h"
 #include "vkl/kernel.h"
 
 namespace {
@@ -213,46 +214,13 @@ BENCHMARK(lookup_string_umap)->Unit(benchmark::kMillisecond);
 BENCHMARK(iterate_table)->Unit(benchmark::kMillisecond);
 BENCHMARK(iterate_umap)->Unit(benchmark::kMillisecond);
 
-// Keeps the best CPU time per iteration of every benchmark over its repetitions (the least
-// disturbed by other load on the machine), so the pairs can be compared at the end.
-class RatioReporter : public benchmark::ConsoleReporter {
- public:
-  void ReportRuns(const std::vector<Run>& runs) override {
-    for (const Run& run : runs) {
-      if (run.run_type != Run::RT_Iteration || run.error_occurred) continue;
-      const std::string name = run.run_name.function_name;
-      const double time = run.GetAdjustedCPUTime();
-      const auto known = seconds_.find(name);
-      if (known == seconds_.end() || time < known->second) seconds_[name] = time;
-    }
-    ConsoleReporter::ReportRuns(runs);
-  }
-
-  void print_ratios() const {
-    for (const auto& [name, table_time] : seconds_) {
-      const std::string suffix = "_table";
-      if (name.size() <= suffix.size() ||
-          name.compare(name.size() - suffix.size(), suffix.size(), suffix) != 0) {
-        continue;
-      }
-      const std::string pair = name.substr(0, name.size() - suffix.size());
-      const auto baseline = seconds_.find(pair + "_umap");
-      if (baseline == seconds_.end() || baseline->second <= 0) continue;
-      std::printf("ratio %s: %.2f\n", pair.c_str(), table_time / baseline->second);
-    }
-  }
-
- private:
-  std::map<std::string, double> seconds_;
-};
-
 }  // namespace
 
 int main(int argc, char** argv) {
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
   keys();  // build the keys before any timing
-  RatioReporter reporter;
+  RatioReporter reporter("_table", "_umap");
   benchmark::RunSpecifiedBenchmarks(&reporter);
   reporter.print_ratios();
   benchmark::Shutdown();

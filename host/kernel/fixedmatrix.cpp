@@ -5,6 +5,8 @@
 // Failure policy: operations return null / 0 (readers: 0, -1 or null as documented) and leave
 // their target cell unchanged for bad input (null pointers, unknown element types, bad or absurd
 // dimensions, indexes out of range, ragged tables) and when memory runs out.
+#include <sys/mman.h>
+
 #include <cmath>
 #include <cstdlib>
 #include <new>
@@ -85,6 +87,17 @@ TObject* cell_at(const FM* fm, int64_t offset) {
   return reinterpret_cast<TObject*>(element_at(fm, offset));
 }
 
+// Large buffers are mapped fresh and still untouched: asking for huge pages on the 2 MiB-aligned
+// part of them cuts the page faults of the first write (a result being filled) about 500-fold.
+void ask_huge_pages(void* buffer, size_t bytes) {
+  constexpr uintptr_t kHugePage = uintptr_t{2} << 20;
+  if (bytes < 2 * kHugePage) return;
+  const auto start = reinterpret_cast<uintptr_t>(buffer);
+  const uintptr_t first = (start + kHugePage - 1) & ~(kHugePage - 1);
+  const uintptr_t end = (start + bytes) & ~(kHugePage - 1);
+  if (end > first) madvise(reinterpret_cast<void*>(first), end - first, MADV_HUGEPAGE);
+}
+
 // A zeroed buffer for `count` elements (nil cells for VKL_FM_CELLS); null for an empty matrix
 // or when memory runs out (then *ok is false).
 uint8_t* new_buffer(int type, int64_t count, int64_t elem_size, bool* ok) {
@@ -96,6 +109,7 @@ uint8_t* new_buffer(int type, int64_t count, int64_t elem_size, bool* ok) {
     *ok = false;
     return nullptr;
   }
+  ask_huge_pages(buffer, static_cast<size_t>(count * elem_size));
   if (type == VKL_FM_CELLS) {
     for (int64_t i = 0; i < count; ++i) vkl_put_nil(reinterpret_cast<TObject*>(buffer) + i);
   }

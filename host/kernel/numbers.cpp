@@ -26,7 +26,10 @@ double round_at(double x, int places) {
   const int first = std::min(places, 300);
   const double f1 = power_of_ten(first);
   const double f2 = power_of_ten(std::min(places - first, 400));
-  return whole(x * f2 * f1) / f1 / f2;
+  const double scaled = x * f2 * f1;
+  // From 2^52 on the scaled value is whole already: x has no digits that far down.
+  if (!(std::fabs(scaled) < 4503599627370496.0)) return x;
+  return whole(scaled) / f1 / f2;
 }
 
 double half_even(double x) { return vkl_round_half_even(x); }

@@ -1,0 +1,47 @@
+// A console reporter that pairs benchmarks by name: <pair><measured suffix> against
+// <pair><baseline suffix>. It keeps the best CPU time per iteration of every benchmark over its
+// repetitions (the least disturbed by other load on the machine) and prints each pair's ratio
+// of measured time to baseline time at the end.
+#pragma once
+
+#include <benchmark/benchmark.h>
+
+#include <cstdio>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+class RatioReporter : public benchmark::ConsoleReporter {
+ public:
+  RatioReporter(std::string measured_suffix, std::string baseline_suffix)
+      : measured_(std::move(measured_suffix)), baseline_(std::move(baseline_suffix)) {}
+
+  void ReportRuns(const std::vector<Run>& runs) override {
+    for (const Run& run : runs) {
+      if (run.run_type != Run::RT_Iteration || run.error_occurred) continue;
+      const std::string name = run.run_name.function_name;
+      const double time = run.GetAdjustedCPUTime();
+      const auto known = seconds_.find(name);
+      if (known == seconds_.end() || time < known->second) seconds_[name] = time;
+    }
+    ConsoleReporter::ReportRuns(runs);
+  }
+
+  void print_ratios() const {
+    for (const auto& [name, measured_time] : seconds_) {
+      if (name.size() <= measured_.size() ||
+          name.compare(name.size() - measured_.size(), measured_.size(), measured_) != 0) {
+        continue;
+      }
+      const std::string pair = name.substr(0, name.size() - measured_.size());
+      const auto baseline = seconds_.find(pair + baseline_);
+      if (baseline == seconds_.end() || baseline->second <= 0) continue;
+      std::printf("ratio %s: %.2f\n", pair.c_str(), measured_time / baseline->second);
+    }
+  }
+
+ private:
+  std::string measured_, baseline_;
+  std::map<std::string, double> seconds_;
+};
