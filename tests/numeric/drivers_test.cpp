@@ -141,7 +141,7 @@ TEST_F(NumericTest, ElementsReferencesAndDeferredValuesAreNumbers) {
   fixed_arg(1, VKL_FM_INT64);
   args[0] = TObject{VKL_TNIL, {}};
   ASSERT_TRUE(VKL_SetFMElement(L, &args[0], const_cast<VKL_FixedMatrix*>(fixed_of(&args[1])), 2));
-  args.pop_back();
+  drop_last_arg();  // the element holds the matrix
   expect_answer(kAbs, "3L");
 
   TObject target;
