@@ -17,6 +17,7 @@
 #include "plugin/module_functions.h"
 #include "system/handles.h"
 #include "system/process.h"
+#include "system/runtime.h"
 #include "text/format.h"
 
 namespace vkl::plugin {
@@ -29,7 +30,8 @@ constexpr auto kRows = join_rows(kTypeTestRows, kConstantRows, kModuleRows, kHan
                                  numeric::rounding::kRoundingRows,
                                  numeric::classify::kClassifyRows,
                                  numeric::two_argument::kTwoArgumentRows, kBitRows, kConvertRows,
-                                 kDivModPolyRows, kMd5Rows, kRandomRows);
+                                 kDivModPolyRows, kMd5Rows, kRandomRows,
+                                 kRuntimeRows);
 
 constexpr auto entries_of(const decltype(kRows)& rows) {
   std::array<VKL_FunctionEntry, kRows.size()> entries{};

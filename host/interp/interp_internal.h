@@ -47,6 +47,7 @@ struct InterpData {
   VKL_ClassHook class_hook = nullptr;
   void* host_data = nullptr;
   std::string file_name;
+  std::string sql_error;  // the last database error message of the state's run
 };
 
 // The interpreter data of a state, or null for a null state or a plain kernel state.

@@ -4,10 +4,16 @@
 extern "C" {
 
 intptr_t VKL_InterpService(VKL_State* L, int selector, void*) {
-  if (selector != VKL_SVC_FILENAME) return 0;
-  static const char kNoFile[] = "";
+  static const char kNone[] = "";
   const vkl::interp::InterpData* d = vkl::interp::interp_data(L);
-  return reinterpret_cast<intptr_t>(d ? d->file_name.c_str() : kNoFile);
+  switch (selector) {
+    case VKL_SVC_FILENAME:
+      return reinterpret_cast<intptr_t>(d ? d->file_name.c_str() : kNone);
+    case VKL_SVC_SQLERRORMSG:
+      return reinterpret_cast<intptr_t>(d ? d->sql_error.c_str() : kNone);
+    default:
+      return 0;
+  }
 }
 
 }  // extern "C"

@@ -133,4 +133,8 @@ void VKL_InterpSetFileName(VKL_State* L, const char* fileName) {
   if (InterpData* d = interp_data(L)) d->file_name = fileName ? fileName : "";
 }
 
+void VKL_InterpSetSQLError(VKL_State* L, const char* message) {
+  if (InterpData* d = interp_data(L)) d->sql_error = message ? message : "";
+}
+
 }  // extern "C"

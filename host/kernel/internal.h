@@ -11,6 +11,13 @@
 #include <cstdint>
 #include <memory>
 
+// The echo output a state captures: a counted payload buffer of `capacity` bytes.
+struct VKL_EchoCapture {
+  char* text = nullptr;
+  size_t length = 0;
+  size_t capacity = 0;
+};
+
 struct VKL_State {
   // Atomic because the kernel's own state (null L) may be used from several threads.
   std::atomic<int64_t> mem_used{0};
@@ -18,6 +25,9 @@ struct VKL_State {
   void* user = nullptr;
   // Own format settings once the host set them; until then the process defaults.
   std::unique_ptr<VKL_FormatSettings> format;
+  // Present while the state captures its echo output.
+  std::unique_ptr<VKL_EchoCapture> echo;
+  ~VKL_State();
 };
 
 namespace vkl {

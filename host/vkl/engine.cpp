@@ -1,5 +1,7 @@
 #include "host/vkl/engine.h"
 
+#include <vkl/echo.h>
+
 #include <new>
 
 #include "host/vkl/operators.h"
@@ -229,6 +231,14 @@ std::string Engine::display_text(const TObject* o) const {
 void Engine::write_line(const std::string& text) {
   std::fwrite(text.data(), 1, text.size(), out_);
   std::fputc('\n', out_);
+}
+
+void Engine::echo_line(const std::string& text) {
+  if (VKL_isEchoRedirect(L_)) {
+    const std::string captured = utf8_to_host(text) + '\n';
+    if (VKL_EchoWrite(L_, captured.data(), static_cast<int64_t>(captured.size()))) return;
+  }
+  write_line(text);
 }
 
 void Engine::report(const Frame& F, int line, const std::string& message) {

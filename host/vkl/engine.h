@@ -126,6 +126,8 @@ class Engine {
   void count_check(bool passed) { passed ? ++tally_.passed : ++tally_.failed; }
   // Writes a line to the output: echo, shown values and test reports.
   void write_line(const std::string& text);
+  // An echo line: into the state's echo capture while one runs, else to the output.
+  void echo_line(const std::string& text);
   void report(const Frame& F, int line, const std::string& message);
 
  private:

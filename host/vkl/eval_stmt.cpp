@@ -58,7 +58,7 @@ Flow Echo::exec(Engine& E, Frame& F) const {
     if (i) line_text += ' ';
     line_text += E.display_text(v);
   }
-  E.write_line(line_text);
+  E.echo_line(line_text);
   return Flow::Next;
 }
 

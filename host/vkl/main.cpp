@@ -10,6 +10,7 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <climits>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
@@ -19,6 +20,8 @@
 #include <sstream>
 #include <string>
 #include <vector>
+
+#include <vkl/process.h>
 
 #include "host/vkl/engine.h"
 #include "host/vkl/host.h"
@@ -210,6 +213,22 @@ int describe_function(const Host& host, const std::string& name) {
   return 0;
 }
 
+// Scripts see the program's own command line in the host code page, the executable named by
+// its full path.
+void publish_process_params(int argc, char** argv) {
+  std::vector<std::string> texts;
+  char exe[PATH_MAX];
+  const ssize_t n = ::readlink("/proc/self/exe", exe, sizeof exe - 1);
+  for (int i = 0; i < argc; ++i) {
+    const bool own_path = i == 0 && n > 0;
+    texts.push_back(vkl::lang::utf8_to_host(own_path ? std::string_view(exe, static_cast<size_t>(n))
+                                                     : std::string_view(argv[i])));
+  }
+  std::vector<const char*> params;
+  for (const std::string& text : texts) params.push_back(text.c_str());
+  VKL_SetProcessParams(static_cast<int>(params.size()), params.data());
+}
+
 int vkl_main(int argc, char** argv) {
   if (argc == 2 && (std::strcmp(argv[1], "--help") == 0 || std::strcmp(argv[1], "-h") == 0)) {
     std::fputs(kUsage, stdout);
@@ -221,6 +240,7 @@ int vkl_main(int argc, char** argv) {
   Host host;
   std::string error;
   if (!host.start(cl.host, &error)) return usage_error(error);
+  publish_process_params(argc, argv);
   install_interrupt_handler();
 
   switch (cl.mode) {

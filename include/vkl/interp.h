@@ -211,9 +211,15 @@ VKL_API const VKL_ImpExpFormat* VKL_FindImpExp(int64_t id);
 
 /* ---- The interpreter's service callback ---- */
 
-enum { VKL_SVC_FILENAME = 24 /* the file the state runs: const char* ("" when none) */ };
+enum {
+  VKL_SVC_SQLERRORMSG = 15, /* the last database error message: const char* ("" when none) */
+  VKL_SVC_FILENAME = 24     /* the file the state runs: const char* ("" when none) */
+};
 VKL_API intptr_t VKL_InterpService(VKL_State* L, int selector, void* arg);
 VKL_API void VKL_InterpSetFileName(VKL_State* L, const char* fileName);
+/* Records the database error message that selector 15 gives (a host with a database sets it;
+ * null clears it). */
+VKL_API void VKL_InterpSetSQLError(VKL_State* L, const char* message);
 
 /* ---- Extension modules ----
  * An extension module exports one evaluator, "CALL_VALUEANY", which serves every function of
