@@ -30,11 +30,4 @@ VKL_CallValueAny extension_evaluator(ExtensionModule module) {
   return ext.evaluator;
 }
 
-int call_extension(ExtensionModule module, int function, VKL_State* L, TObject* args, int nargs,
-                   TObject* result) {
-  VKL_CallValueAny evaluator = extension_evaluator(module);
-  if (!evaluator) return 0;
-  return evaluator(L, function, args, nargs, result);
-}
-
 }  // namespace vkl::plugin

@@ -13,9 +13,4 @@ enum class ExtensionModule { CoreAux2, CalAux, TextAux, NumAux };
 // not loaded or lacks the export (the next call then looks again).
 VKL_CallValueAny extension_evaluator(ExtensionModule module);
 
-// Hands a call to the evaluator of the module with the function's number in its group; 0 when
-// the evaluator cannot be found.
-int call_extension(ExtensionModule module, int function, VKL_State* L, TObject* args, int nargs,
-                   TObject* result);
-
 }  // namespace vkl::plugin

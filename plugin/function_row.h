@@ -16,10 +16,17 @@ struct FunctionRow {
   const char* summary;
 };
 
+// How many rows a family has: a C array of rows or a std::array of them (made at compile time).
+template <class Family>
+inline constexpr size_t kRowCount = std::tuple_size_v<Family>;
+template <size_t N>
+inline constexpr size_t kRowCount<FunctionRow[N]> = N;
+
 // The rows of several families joined in order, at compile time.
-template <size_t... N>
-constexpr std::array<FunctionRow, (N + ...)> join_rows(const FunctionRow (&... families)[N]) {
-  std::array<FunctionRow, (N + ...)> all{};
+template <class... Families>
+constexpr std::array<FunctionRow, (kRowCount<Families> + ...)> join_rows(
+    const Families&... families) {
+  std::array<FunctionRow, (kRowCount<Families> + ...)> all{};
   size_t at = 0;
   ((
        [&] {

@@ -19,12 +19,14 @@
 #include "system/process.h"
 #include "system/runtime.h"
 #include "text/format.h"
+#include "text/strings.h"
 
 namespace vkl::plugin {
 namespace {
 
 constexpr auto kRows = join_rows(kTypeTestRows, kConstantRows, kModuleRows, kHandleRows,
-                                 kFormatRows, kProcessRows,
+                                 kFormatRows, text::kStringRows,
+                                 kProcessRows,
                                  numeric::trig::kTrigRows,
                                  numeric::logpow::kLogPowRows,
                                  numeric::rounding::kRoundingRows,

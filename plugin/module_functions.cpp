@@ -1,4 +1,4 @@
-// Module information and the legacy date functions. Malformed calls (argument count) and a
+// Module information. Malformed calls (argument count) and a
 // caller without system rights asking for every module are rejected; a module file whose time
 // and size cannot be read still gives its row (zeros) among the two fixed rows, and is left
 // out of the full list.
@@ -12,7 +12,6 @@
 #include <vector>
 
 #include "plugin/args.h"
-#include "plugin/extension.h"
 #include "plugin/loaded_modules.h"
 
 namespace vkl::plugin {
@@ -21,11 +20,6 @@ namespace {
 // The full module list is cut at this many modules, and each path at this many bytes.
 constexpr size_t kMaxModules = 1024;
 constexpr size_t kMaxModulePath = 1023;
-
-// Numbers of the legacy date functions within the CalAux group; the numbering follows the
-// legacy date list (gmttolocaldatetime 0, dateof 1, isinleapyear 2, ...).
-constexpr int kCalAuxDateOf = 1;
-constexpr int kCalAuxIsInLeapYear = 2;
 
 // A table cell built aside and moved into the result once complete, so that a call failing
 // half-way leaves the result as it was.
@@ -132,18 +126,6 @@ int vklfilename(VKL_State* L, TObject*, int nargs, TObject* result) {
   if (nargs != 0) return 0;
   const auto* name = reinterpret_cast<const char*>(VKL_InterpService(L, VKL_SVC_FILENAME, nullptr));
   return VKL_SetString(L, result, name ? name : "") ? 1 : 0;
-}
-
-// legacy_dateof(datetime): the date part, computed by the CalAux extension module
-int legacy_dateof(VKL_State* L, TObject* args, int nargs, TObject* result) {
-  if (nargs != 1) return 0;
-  return call_extension(ExtensionModule::CalAux, kCalAuxDateOf, L, args, nargs, result);
-}
-
-// legacy_isinleapyear(datetime): 1 when the year is a leap year, from the CalAux module
-int legacy_isinleapyear(VKL_State* L, TObject* args, int nargs, TObject* result) {
-  if (nargs != 1) return 0;
-  return call_extension(ExtensionModule::CalAux, kCalAuxIsInLeapYear, L, args, nargs, result);
 }
 
 }  // namespace vkl::plugin

@@ -51,6 +51,14 @@ bool Host::start(const HostOptions& options, std::string* error) {
     return false;
   }
 
+  // Extension modules are the host's to load; the library only finds them in the process.
+  for (const std::string& module : options.modules) {
+    if (!::dlopen(module.c_str(), RTLD_NOW | RTLD_LOCAL)) {
+      *error = std::string("cannot load ") + module + ": " + ::dlerror();
+      return false;
+    }
+  }
+
   const std::string plugin =
       options.plugin.empty() ? std::string(VK_ModulePath()) + "libvklcplugin.so" : options.plugin;
   if (options.plugin.empty() && !is_file(plugin)) {

@@ -5,6 +5,7 @@
 #include <vkl/interp.h>
 
 #include <string>
+#include <vector>
 
 namespace vkl::lang {
 
@@ -13,6 +14,7 @@ struct HostOptions {
   unsigned denied_rights = 0;  // VKL_RIGHT_* taken away
   std::string config;          // empty: $VKL_CONFIG, else vkl.ini beside the program
   std::string plugin;          // empty: libvklcplugin.so beside the program
+  std::vector<std::string> modules;  // extension modules the host loads before the library
 };
 
 class Host {

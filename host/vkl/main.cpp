@@ -47,7 +47,9 @@ constexpr const char* kUsage =
     "  --config FILE                host settings (default: $VKL_CONFIG, else vkl.ini\n"
     "                               beside the program)\n"
     "  --plugin PATH                the function library (default: libvklcplugin.so\n"
-    "                               beside the program)\n";
+    "                               beside the program)\n"
+    "  --module PATH                load an extension module into the process first\n"
+    "                               (repeatable)\n";
 
 enum class Mode { File, Code, Test, List, Help, Interactive };
 
@@ -99,7 +101,7 @@ std::optional<std::string> parse_command_line(int argc, char** argv, CommandLine
     }
     if (arg.empty() || arg[0] != '-') break;
     if (arg == "--user" || arg == "--deny" || arg == "--config" || arg == "--plugin" ||
-        arg == "-e" || arg == "--help") {
+        arg == "--module" || arg == "-e" || arg == "--help") {
       const auto v = value();
       if (!v) return arg + " needs a value";
       if (arg == "--user") cl->host.user = *v;
@@ -107,6 +109,7 @@ std::optional<std::string> parse_command_line(int argc, char** argv, CommandLine
         if (!parse_rights(*v, &cl->host.denied_rights)) return "unknown right in --deny " + *v;
       } else if (arg == "--config") cl->host.config = *v;
       else if (arg == "--plugin") cl->host.plugin = *v;
+      else if (arg == "--module") cl->host.modules.push_back(*v);
       else if (arg == "-e") {
         if (!set_mode(Mode::Code)) return "-e cannot be combined with " + arg;
         cl->code = *v;

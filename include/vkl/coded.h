@@ -10,13 +10,15 @@
 extern "C" {
 #endif
 
-/* Argument kind codes of a descriptor's kind list. */
+/* Argument kind codes of a descriptor's kind list. A reference is followed one level; wherever
+ * a narrow string is accepted, a binary is too (as its bytes). */
 enum {
   VKL_ARG_NUMBER = 0,      /* a number (0, 1, 20, or a fixed-matrix element) */
   VKL_ARG_BYTES = 1,       /* a narrow string or binary, read as raw bytes */
-  VKL_ARG_STRINGS = 2,     /* a table of strings */
-  VKL_ARG_COMMON_STR = 3,  /* a string of either width, compared in a common width */
-  VKL_ARG_WSTRING = 4,     /* a wide string (a narrow one is converted) */
+  VKL_ARG_STRINGS = 2,     /* a table whose values are all strings (either width) */
+  VKL_ARG_COMMON_STR = 3,  /* compared in a common width: any kind passes, the routine
+                              answers one that is no string */
+  VKL_ARG_WSTRING = 4,     /* a string of either width, read wide (the routine converts) */
   VKL_ARG_ANY_STRING = 5   /* a string of either width; the routine dispatches on it */
 };
 
@@ -38,15 +40,17 @@ typedef struct VKL_CodedDescriptor {
                                 element by element, keys kept */
   /* Optional trailing inputs (numeric functions): with maxArgs > 0 a call may pass from minArgs
    * to maxArgs inputs; omitted ones are taken from `defaults` (index = argument position), or
-   * 0 when `defaults` is null. maxArgs 0: exactly `inputs` inputs. */
+   * 0 when `defaults` is null, so the routine always sees maxArgs inputs (a kind list then has
+   * maxArgs entries). maxArgs 0: exactly `inputs` inputs. */
   const double* defaults;
   int32_t minArgs;
   int32_t maxArgs;
 } VKL_CodedDescriptor;
 
-/* Runs a call of a coded function: checks the count and the kinds against `d`, reads the
- * by-reference outputs, calls the routine (element by element over a table first argument
- * when `d->numeric`), and returns its answer; 0 when the call does not match. */
+/* Runs a call of a coded function: checks the count and the kinds against `d`, calls the
+ * routine (element by element over a table first argument when `d->numeric`; a function with
+ * outputs refuses a table), and returns its answer; 0 when the call does not match. The
+ * routine writes the by-reference outputs into their argument cells (references followed). */
 VKL_API int sys_anydoubleparam(VKL_State* L, TObject* args, int nargs, TObject* result,
                                const VKL_CodedDescriptor* d);
 

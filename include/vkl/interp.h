@@ -223,10 +223,11 @@ VKL_API void VKL_InterpSetSQLError(VKL_State* L, const char* message);
 
 /* ---- Extension modules ----
  * An extension module exports one evaluator, "CALL_VALUEANY", which serves every function of
- * its group by the function's number within the group. */
+ * its group by the function's number within the group. It is called as an implementation
+ * routine of a coded function (VKL_CodedRoutine of <vkl/coded.h>): the interpreter's driver has
+ * checked the arguments against the descriptor of the function's current twin. */
 
-typedef int (*VKL_CallValueAny)(VKL_State* L, int function, TObject* args, int nargs,
-                                TObject* result);
+typedef int (*VKL_CallValueAny)(VKL_State* L, TObject* args, TObject* result, int function);
 
 #ifdef __cplusplus
 }

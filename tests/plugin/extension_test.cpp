@@ -28,10 +28,10 @@ TEST(ExtensionRouting, WaitsForTheHostToLoadTheModuleThenCachesIt) {
   ASSERT_NE(module, nullptr) << dlerror();
   auto calls = reinterpret_cast<int (*)()>(dlsym(module, "extension_calls"));
   ASSERT_NE(calls, nullptr);
+  take_records();
   EXPECT_TRUE(rejects_untouched(dateof, L, none)) << "a malformed call never reaches the module";
   EXPECT_EQ(calls(), 0);
 
-  take_records();
   Cells result(L, 1);
   ASSERT_EQ(dateof(L, arg.data(), 1, &result[0]), 1);
   EXPECT_EQ(vkl_int(&result[0]), 1001);  // dateof is number 1 of the date group

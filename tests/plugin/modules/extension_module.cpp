@@ -7,7 +7,7 @@ namespace {
 int g_calls = 0;
 }
 
-extern "C" VKL_API int CALL_VALUEANY(VKL_State* L, int function, TObject*, int, TObject* result) {
+extern "C" VKL_API int CALL_VALUEANY(VKL_State* L, TObject*, TObject* result, int function) {
   ++g_calls;
   VKL_SetInt(L, result, 1000 + function);
   return 1;

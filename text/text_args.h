@@ -1,0 +1,53 @@
+// Reading the string arguments of coded functions and handing kernel-made texts to cells.
+// A string argument is narrow (kinds 2, 6, or a binary's bytes) or wide (kind 24); routines
+// with a string of either width follow its width, calling the kernel's narrow or W form.
+#pragma once
+
+#include <vkl/kernel.h>
+#include <vkl/vk_strings.h>
+
+#include <cstdint>
+#include <string_view>
+
+namespace vkl::text {
+
+inline bool is_wide(const TObject* o) { return o->tag == VKL_TWSTRING; }
+
+// The bytes of a narrow string or binary ("" for other kinds).
+inline std::string_view narrow_of(const TObject* o) {
+  if (o->tag == VKL_TBINARY) return {VKL_AsString(o), static_cast<size_t>(vkl_len(o))};
+  return {VKL_AsString(o), static_cast<size_t>(VKL_StringLen(o))};
+}
+
+// The units of a wide string (u"" for other kinds).
+inline std::u16string_view wide_of(const TObject* o) {
+  return {VKL_AsWString(o), static_cast<size_t>(VKL_WStringLen(o))};
+}
+
+inline int64_t length_of(std::string_view s) { return static_cast<int64_t>(s.size()); }
+inline int64_t length_of(std::u16string_view s) { return static_cast<int64_t>(s.size()); }
+
+// Hands a kernel-made text (null: out of memory) to a cell; 1 when the cell holds it.
+inline int take_text(VKL_State* L, TObject* o, char* s, int64_t len) {
+  return s ? VKL_SetString2(L, o, s, len, 1) : 0;
+}
+inline int take_text(VKL_State* L, TObject* o, vkl_wchar* s, int64_t len) {
+  return s ? VKL_SetWString2(L, o, s, len, 1) : 0;
+}
+
+// A text-to-text kernel operation of either width applied to the string `s`, the result in the
+// width of `s`; `extra...` are passed after the text.
+template <auto Narrow, auto Wide, class... Extra>
+int map_text(VKL_State* L, const TObject* s, TObject* result, Extra... extra) {
+  int64_t n = 0;
+  if (is_wide(s)) {
+    const std::u16string_view w = wide_of(s);
+    vkl_wchar* out = Wide(w.data(), length_of(w), extra..., &n);
+    return take_text(L, result, out, n);
+  }
+  const std::string_view a = narrow_of(s);
+  char* out = Narrow(a.data(), length_of(a), extra..., &n);
+  return take_text(L, result, out, n);
+}
+
+}  // namespace vkl::text
