@@ -57,18 +57,17 @@ C ascii_upper(C c) {
   return c >= 'a' && c <= 'z' ? static_cast<C>(c - 32) : c;
 }
 
-// True when `s` from `at` starts with `word`, ignoring ASCII case.
-template <class C>
-bool starts_with_nocase(std::basic_string_view<C> s, size_t at, std::basic_string_view<C> word) {
+// True when `s` from `at` starts with `word` (of either width), ignoring ASCII case.
+template <class C, class W>
+bool starts_with_nocase(std::basic_string_view<C> s, size_t at, std::basic_string_view<W> word) {
   if (word.empty() || s.size() - at < word.size()) return false;
   for (size_t i = 0; i < word.size(); ++i)
-    if (ascii_upper(s[at + i]) != ascii_upper(word[i])) return false;
+    if (ascii_upper(s[at + i]) != static_cast<C>(ascii_upper(word[i]))) return false;
   return true;
 }
 template <class C>
 bool starts_with_nocase(std::basic_string_view<C> s, size_t at, const char* ascii) {
-  const std::basic_string<C> word = widen<C>(ascii);
-  return starts_with_nocase(s, at, std::basic_string_view<C>(word));
+  return starts_with_nocase(s, at, std::string_view(ascii));
 }
 
 // One run of the pattern language over one date-time.
