@@ -18,6 +18,7 @@
 #include "system/handles.h"
 #include "system/process.h"
 #include "system/runtime.h"
+#include "text/dates.h"
 #include "text/format.h"
 #include "text/strings.h"
 
@@ -33,7 +34,7 @@ constexpr auto kRows = join_rows(kTypeTestRows, kConstantRows, kModuleRows, kHan
                                  numeric::classify::kClassifyRows,
                                  numeric::two_argument::kTwoArgumentRows, kBitRows, kConvertRows,
                                  kDivModPolyRows, kMd5Rows, kRandomRows,
-                                 kRuntimeRows);
+                                 kRuntimeRows, text::kDateCodedRows, text::kDateOwnRows);
 
 constexpr auto entries_of(const decltype(kRows)& rows) {
   std::array<VKL_FunctionEntry, kRows.size()> entries{};

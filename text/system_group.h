@@ -3,13 +3,14 @@
 #pragma once
 
 #include "text/coded.h"
+#include "text/dates.h"
 #include "text/strings.h"
 
 namespace vkl::text {
 
 // The implementation routine of the group's function numbered `code`, or null.
 inline VKL_CodedRoutine system_group_routine(int code) {
-  return routine_of<kStringFunctions>(code);
+  return routine_of<kStringFunctions, kDateFunctions>(code);
 }
 
 }  // namespace vkl::text
