@@ -2,10 +2,17 @@
 // robust, recursive, process-shared pthread mutex. Within one process every handle of a name
 // shares one mapping, so a thread that holds the mutex always reaches it at one address (the
 // robust list that lets the system hand an abandoned mutex on points into that mapping).
+//
+// The object counts the processes that have it mapped; the last one to let go removes it, so
+// names do not pile up in the system. Opening and letting go are serialised across processes by
+// a lock file, which the system releases when a process dies. A process that dies without
+// letting go keeps its count, so the object (and an abandoned mutex in it) stays for the next
+// opener.
 #include "system/named_mutex.h"
 
 #include <fcntl.h>
 #include <pthread.h>
+#include <sys/file.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -19,31 +26,39 @@
 #include <new>
 #include <unordered_map>
 
+#include "system/last_error.h"
+
 namespace vkl::system {
 namespace {
 
-// Initialisation states of a shared block, guarding against two processes creating the same
-// name at once: the first to move it from fresh to initialising sets the mutex up.
-enum : uint32_t { kFresh = 0, kInitialising = 1, kReady = 2 };
+// The state of a block: a fresh (zero) block is set up by its first opener.
+enum : uint32_t { kFresh = 0, kReady = 2 };
 
 struct SharedBlock {
   uint32_t state;
+  uint32_t openers;  // processes that have the block mapped
   pthread_mutex_t mutex;
 };
 
 struct Mapping {
   std::string object;
+  bool named = true;             // false: a private mutex, its object already removed
   SharedBlock* block = nullptr;
   int64_t opens = 0;             // handles open on this mapping (under g_registry_lock)
   std::atomic<int64_t> held{0};  // system locks taken in this process, not yet given up
 };
 
+// What a handle points at: every open gets its own, as the system's handles are distinct.
+struct Handle {
+  Mapping* mapping;
+};
+
 std::mutex g_registry_lock;
 std::unordered_map<std::string, std::unique_ptr<Mapping>> g_mappings;
+std::atomic<uint64_t> g_private_count{0};
 
-// How long an opener waits for another process to finish setting a new mutex up.
-constexpr int kInitWaitSteps = 2000;
-constexpr long kInitWaitStepNs = 1000000;
+// The lock file that serialises opening and letting go between processes.
+constexpr const char* kLockObject = "/vkl_named_mutex.lock";
 
 // Names longer than this are shortened to a prefix and a hash of the whole name.
 constexpr size_t kMaxObjectName = 240;
@@ -55,18 +70,26 @@ uint64_t fnv1a(std::string_view s) {
   return h;
 }
 
-SharedBlock* map_block(const std::string& object) {
-  const int fd = shm_open(object.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-  if (fd < 0) return nullptr;
-  struct stat st {};
-  void* p = MAP_FAILED;
-  // A new object is empty; growing it to the block's size zero-fills it (state kFresh).
-  if (fstat(fd, &st) == 0 && (st.st_size >= static_cast<off_t>(sizeof(SharedBlock)) ||
-                              ftruncate(fd, sizeof(SharedBlock)) == 0))
-    p = mmap(nullptr, sizeof(SharedBlock), PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
-  close(fd);
-  return p == MAP_FAILED ? nullptr : static_cast<SharedBlock*>(p);
-}
+// Holds the lock file while alive (a descriptor of its own each time, so that a forked child
+// never shares the parent's lock).
+class ProcessLock {
+ public:
+  ProcessLock() : fd_(shm_open(kLockObject, O_RDWR | O_CREAT | O_CLOEXEC, 0600)) {
+    if (fd_ >= 0 && flock(fd_, LOCK_EX) != 0) {
+      close(fd_);
+      fd_ = -1;
+    }
+  }
+  ~ProcessLock() {
+    if (fd_ >= 0) close(fd_);
+  }
+  ProcessLock(const ProcessLock&) = delete;
+  ProcessLock& operator=(const ProcessLock&) = delete;
+  bool held() const { return fd_ >= 0; }
+
+ private:
+  int fd_;
+};
 
 bool init_mutex(pthread_mutex_t* m) {
   pthread_mutexattr_t attr;
@@ -79,25 +102,75 @@ bool init_mutex(pthread_mutex_t* m) {
   return ok;
 }
 
-bool ensure_initialised(SharedBlock* block) {
-  std::atomic_ref<uint32_t> state(block->state);
-  uint32_t expected = kFresh;
-  if (state.compare_exchange_strong(expected, kInitialising, std::memory_order_acq_rel)) {
+// Maps the object (under the process lock), setting a fresh block up and counting this
+// process; null with the last error set when it cannot.
+SharedBlock* map_block(const std::string& object, int flags, bool* created) {
+  int fd = shm_open(object.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+  *created = fd >= 0;
+  if (fd < 0 && errno == EEXIST && !(flags & O_EXCL))
+    fd = shm_open(object.c_str(), O_RDWR | O_CLOEXEC, 0600);
+  if (fd < 0) return fail_with_errno<SharedBlock*>(nullptr);
+  struct stat st {};
+  void* p = MAP_FAILED;
+  // A new object is empty; growing it to the block's size zero-fills it (state kFresh).
+  if (fstat(fd, &st) == 0 && (st.st_size >= static_cast<off_t>(sizeof(SharedBlock)) ||
+                              ftruncate(fd, sizeof(SharedBlock)) == 0))
+    p = mmap(nullptr, sizeof(SharedBlock), PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
+  if (p == MAP_FAILED) set_last_error(errno);
+  close(fd);
+  if (p == MAP_FAILED) return nullptr;
+  auto* block = static_cast<SharedBlock*>(p);
+  // Only openers holding the process lock set blocks up, so a block not ready here was left
+  // half-made by a process that died: it is set up again.
+  if (block->state != kReady) {
     if (!init_mutex(&block->mutex)) {
-      state.store(kFresh, std::memory_order_release);
-      return false;
+      munmap(block, sizeof(SharedBlock));
+      set_last_error(ENOMEM);
+      return nullptr;
     }
-    state.store(kReady, std::memory_order_release);
-    return true;
+    block->state = kReady;
   }
-  const timespec step{0, kInitWaitStepNs};
-  for (int i = 0; i < kInitWaitSteps && state.load(std::memory_order_acquire) != kReady; ++i)
-    nanosleep(&step, nullptr);
-  return state.load(std::memory_order_acquire) == kReady;
+  ++block->openers;
+  return block;
+}
+
+// Lets go of a mapping no handle and no lock of this process uses any more (under both locks).
+void unmap(Mapping* mapping) {
+  ProcessLock lock;
+  if (lock.held() && --mapping->block->openers == 0 && mapping->named)
+    shm_unlink(mapping->object.c_str());
+  munmap(mapping->block, sizeof(SharedBlock));
+}
+
+Handle* new_handle(Mapping* mapping) {
+  auto* handle = new (std::nothrow) Handle{mapping};
+  if (handle) ++mapping->opens;
+  return handle;
+}
+
+// Maps an object into a new mapping and gives its first handle; 0 when it cannot.
+intptr_t open_new(const std::string& object, const std::string& key, bool named, bool* created) {
+  ProcessLock lock;
+  if (!lock.held()) return fail_with_errno<intptr_t>(0);
+  SharedBlock* block = map_block(object, named ? 0 : O_EXCL, created);
+  if (!block) return 0;
+  if (!named) shm_unlink(object.c_str());  // nobody else may find a private one
+  auto mapping = std::make_unique<Mapping>();
+  mapping->object = object;
+  mapping->named = named;
+  mapping->block = block;
+  Handle* handle = new_handle(mapping.get());
+  if (!handle) {
+    --block->openers;
+    munmap(block, sizeof(SharedBlock));
+    return 0;
+  }
+  g_mappings.emplace(key, std::move(mapping));
+  return reinterpret_cast<intptr_t>(handle);
 }
 
 Mapping* mapping_of(intptr_t handle) {
-  return reinterpret_cast<Mapping*>(handle);
+  return handle ? reinterpret_cast<Handle*>(handle)->mapping : nullptr;
 }
 
 int lock_for(pthread_mutex_t* m, int64_t ms) {
@@ -132,28 +205,32 @@ std::string named_mutex_object_name(std::string_view name) {
   return object;
 }
 
-intptr_t named_mutex_open(std::string_view name) {
+intptr_t named_mutex_open(std::string_view name, bool* created) {
+  bool made = false;
+  if (!created) created = &made;
+  *created = false;
   try {
     const std::string object = named_mutex_object_name(name);
     std::lock_guard<std::mutex> guard(g_registry_lock);
     auto found = g_mappings.find(object);
-    if (found != g_mappings.end()) {
-      ++found->second->opens;
-      return reinterpret_cast<intptr_t>(found->second.get());
-    }
-    SharedBlock* block = map_block(object);
-    if (!block) return 0;
-    if (!ensure_initialised(block)) {
-      munmap(block, sizeof(SharedBlock));
-      return 0;
-    }
-    auto mapping = std::make_unique<Mapping>();
-    mapping->object = object;
-    mapping->block = block;
-    mapping->opens = 1;
-    Mapping* handle = mapping.get();
-    g_mappings.emplace(object, std::move(mapping));
-    return reinterpret_cast<intptr_t>(handle);
+    if (found != g_mappings.end())
+      return reinterpret_cast<intptr_t>(new_handle(found->second.get()));
+    return open_new(object, object, true, created);
+  } catch (const std::bad_alloc&) {
+    return 0;
+  }
+}
+
+intptr_t named_mutex_open_private() {
+  try {
+    const uint64_t n = ++g_private_count;
+    const std::string object =
+        "/vkl_private_mutex_" + std::to_string(getpid()) + "_" + std::to_string(n);
+    // A key no cleaned name can be (it holds a second "/"), so no named open finds it.
+    const std::string key = "/private/" + std::to_string(n);
+    bool created = false;
+    std::lock_guard<std::mutex> guard(g_registry_lock);
+    return open_new(object, key, false, &created);
   } catch (const std::bad_alloc&) {
     return 0;
   }
@@ -163,7 +240,7 @@ int named_mutex_wait(intptr_t handle, int64_t ms) {
   Mapping* mapping = mapping_of(handle);
   if (!mapping) return kWaitFailed;
   pthread_mutex_t* m = &mapping->block->mutex;
-  switch (lock_for(m, ms)) {
+  switch (const int rc = lock_for(m, ms)) {
     case 0:
       ++mapping->held;
       return kWaitAcquired;
@@ -176,13 +253,18 @@ int named_mutex_wait(intptr_t handle, int64_t ms) {
     case ETIMEDOUT:
       return kWaitTimedOut;
     default:
+      set_last_error(rc);
       return kWaitFailed;
   }
 }
 
 bool named_mutex_release(intptr_t handle) {
   Mapping* mapping = mapping_of(handle);
-  if (!mapping || pthread_mutex_unlock(&mapping->block->mutex) != 0) return false;
+  if (!mapping) return false;
+  if (const int rc = pthread_mutex_unlock(&mapping->block->mutex); rc != 0) {
+    set_last_error(rc);
+    return false;
+  }
   --mapping->held;
   return true;
 }
@@ -190,12 +272,18 @@ bool named_mutex_release(intptr_t handle) {
 void named_mutex_close(intptr_t handle) {
   Mapping* mapping = mapping_of(handle);
   if (!mapping) return;
+  delete reinterpret_cast<Handle*>(handle);
   std::lock_guard<std::mutex> guard(g_registry_lock);
   if (--mapping->opens > 0 || mapping->held.load() > 0) return;
   // Unmapped only when no thread of this process still holds it, so no robust-list entry
   // can point into the released pages; otherwise the mapping waits for the next opener.
-  munmap(mapping->block, sizeof(SharedBlock));
-  g_mappings.erase(g_mappings.find(mapping->object));
+  unmap(mapping);
+  for (auto it = g_mappings.begin(); it != g_mappings.end(); ++it) {
+    if (it->second.get() == mapping) {
+      g_mappings.erase(it);
+      break;
+    }
+  }
 }
 
 }  // namespace vkl::system

@@ -12,8 +12,12 @@
 namespace vkl::system {
 
 // Opens the mutex of that name, creating it when it does not exist yet; not owned afterwards.
-// Returns a handle, or 0 when the mutex could not be made.
-intptr_t named_mutex_open(std::string_view name);
+// Returns a handle (every open a new one), or 0 when the mutex could not be made (the last
+// error says why). `created`, when given, tells whether the mutex is new.
+intptr_t named_mutex_open(std::string_view name, bool* created = nullptr);
+
+// A new mutex no other open can reach, as named_mutex_open otherwise.
+intptr_t named_mutex_open_private();
 
 // Waits up to `ms` milliseconds (negative: without limit) and returns one of the codes above.
 int named_mutex_wait(intptr_t handle, int64_t ms);
@@ -21,7 +25,8 @@ int named_mutex_wait(intptr_t handle, int64_t ms);
 // Gives up one level of ownership; false when the calling thread does not own the mutex.
 bool named_mutex_release(intptr_t handle);
 
-// Closes a handle from named_mutex_open. The mutex itself stays for other openers.
+// Closes a handle from named_mutex_open. The mutex itself stays while other handles (of any
+// process) are open or a thread of this process holds it; the last close removes it.
 void named_mutex_close(intptr_t handle);
 
 // The shared-memory object that holds the mutex of that name ("/" and a name the system

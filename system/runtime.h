@@ -1,5 +1,5 @@
 // Process and runtime information: colour byte order, capturing the echo output, the last
-// system error and its message, process and thread identifiers, the host's parameters and
+// system error and its message, mutex handles, process and thread identifiers, the host's parameters and
 // command line, the library's own path, the database error message, and the object functions
 // of a component model this platform does not have.
 #pragma once
@@ -27,6 +27,9 @@ template <bool Wide>
 int sysexecname(VKL_State* L, TObject* args, int nargs, TObject* result);
 template <bool Wide>
 int pluginpath(VKL_State* L, TObject* args, int nargs, TObject* result);
+// Mutex handles (mutex_functions.cpp).
+int syscreatemutex(VKL_State* L, TObject* args, int nargs, TObject* result);
+int sysreleasemutex(VKL_State* L, TObject* args, int nargs, TObject* result);
 int sqlerrormsg(VKL_State* L, TObject* args, int nargs, TObject* result);
 int no_component_objects(VKL_State* L, TObject* args, int nargs, TObject* result);
 int coinitialize(VKL_State* L, TObject* args, int nargs, TObject* result);
@@ -66,6 +69,10 @@ inline constexpr FunctionRow kRuntimeRows[] = {
     {"pluginpath", system::pluginpath<false>, "pluginpath()", "the path of the function library"},
     {"pluginpathw", system::pluginpath<true>, "pluginpathw()",
      "the path of the function library as a wide string"},
+    {"syscreatemutex", system::syscreatemutex, "syscreatemutex([name [, initialOwner]])",
+     "a handle of a system-wide named mutex (private without a name); 0 when it cannot be made"},
+    {"sysreleasemutex", system::sysreleasemutex, "sysreleasemutex(handle)",
+     "gives back one level of ownership of a mutex handle; 1 done, 0 not"},
     {"sqlerrormsg", system::sqlerrormsg, "sqlerrormsg()", "the last database error message"},
     {"getoleobject", system::no_component_objects, "getoleobject(name)",
      "not available on this platform: the call is rejected"},

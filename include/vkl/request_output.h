@@ -10,6 +10,7 @@ extern "C" {
 #endif
 
 /* Writes `len` bytes of `data`; a call with no data (null or len 0) flushes what was written.
+ * While the state captures its echo output (vkl/echo.h) the bytes go to the capture instead.
  * Returns the bytes written, or -1 when the output failed. */
 VKL_API int64_t VKL_CGIWrite(VKL_State* L, const void* data, int64_t len);
 

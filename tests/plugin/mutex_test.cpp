@@ -1,5 +1,6 @@
 // The named mutex: the system layer (re-entrance, time-outs, abandonment, other processes) and
 // the tvk_mutex object scripts use (lock counting, methods, system names, rights).
+#include <dirent.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -109,6 +110,65 @@ TEST(NamedMutex, WorksAcrossProcesses) {
   EXPECT_EQ(named_mutex_wait(h, 1000), kWaitAbandoned);
   EXPECT_TRUE(named_mutex_release(h));
   named_mutex_close(h);
+}
+
+TEST(NamedMutex, EveryOpenIsAHandleOfItsOwnAndTheLastCloseRemovesTheObject) {
+  MutexName name(unique("plugin_test_cleanup"));
+  bool created = false;
+  const intptr_t first = named_mutex_open(name.str(), &created);
+  EXPECT_TRUE(created);
+  const intptr_t second = named_mutex_open(name.str(), &created);
+  EXPECT_FALSE(created);
+  ASSERT_NE(first, 0);
+  EXPECT_NE(first, second);
+  EXPECT_EQ(named_mutex_wait(first, 0), kWaitAcquired);
+  EXPECT_TRUE(named_mutex_release(second)) << "one mutex behind both handles";
+  named_mutex_close(first);
+  EXPECT_TRUE(name.exists());
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    // Another process lets go of its own open: the object stays for this one.
+    named_mutex_close(named_mutex_open(name.str()));
+    _exit(0);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_TRUE(name.exists());
+  named_mutex_close(second);
+  EXPECT_FALSE(name.exists());
+
+  // A handle closed while its thread holds the mutex keeps the object for the next waiter.
+  const intptr_t kept = named_mutex_open(name.str());
+  ASSERT_EQ(named_mutex_wait(kept, 0), kWaitAcquired);
+  named_mutex_close(kept);
+  EXPECT_TRUE(name.exists());
+  EXPECT_EQ(wait_from_other_thread(name.str(), 0), kWaitTimedOut);
+}
+
+TEST(NamedMutex, PrivateMutexesAreDistinctAndLeaveNoObject) {
+  const intptr_t a = named_mutex_open_private();
+  const intptr_t b = named_mutex_open_private();
+  ASSERT_NE(a, 0);
+  ASSERT_NE(b, 0);
+  EXPECT_EQ(named_mutex_wait(a, 0), kWaitAcquired);
+  int other = kWaitFailed;
+  std::thread([&] {
+    other = named_mutex_wait(b, 0);
+    if (other == kWaitAcquired) named_mutex_release(b);
+  }).join();
+  EXPECT_EQ(other, kWaitAcquired) << "b is not a";
+  EXPECT_TRUE(named_mutex_release(a));
+  const std::string prefix = "vkl_private_mutex_" + std::to_string(getpid()) + "_";
+  bool left = false;
+  if (DIR* shm = opendir("/dev/shm")) {
+    while (dirent* entry = readdir(shm))
+      left = left || std::string(entry->d_name).rfind(prefix, 0) == 0;
+    closedir(shm);
+  }
+  EXPECT_FALSE(left);
+  named_mutex_close(a);
+  named_mutex_close(b);
 }
 
 // The tvk_mutex object through vk_mutex and its methods.
