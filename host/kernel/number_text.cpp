@@ -68,14 +68,16 @@ Char* formatted(Format&& format, int64_t* len) {
   return p;
 }
 
+// General format: 15 significant digits for a double, all of a currency's.
 template <class Char>
 Char* float_general(const void* value, int type, const VKL_FormatSettings* fs, int64_t* len) {
+  const int precision = type == VK_fvCurrency ? 0 : 15;
   return formatted<Char>(
       [&](Char* buf, int64_t cap) {
         if constexpr (sizeof(Char) == 1)
-          return FloatToTextA(buf, cap, value, type, VK_ffGeneral, 15, 0, fs);
+          return FloatToTextA(buf, cap, value, type, VK_ffGeneral, precision, 0, fs);
         else
-          return FloatToTextW(buf, cap, value, type, VK_ffGeneral, 15, 0, fs);
+          return FloatToTextW(buf, cap, value, type, VK_ffGeneral, precision, 0, fs);
       },
       len);
 }

@@ -38,7 +38,7 @@ enum {
 /* What `value` points at. */
 enum {
   VK_fvDouble = 0,  /* a double */
-  VK_fvCurrency = 1 /* an int64 currency (all its digits count: precision is 19) */
+  VK_fvCurrency = 1 /* an int64 currency; a precision of 0 (or above 19) keeps all digits */
 };
 
 typedef int64_t VK_Currency;

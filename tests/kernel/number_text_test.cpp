@@ -105,6 +105,9 @@ TEST(NumberText, KernelTextsOfBothWidths) {
   vkl_wchar* w = VK_UInt64ToStrW(UINT64_MAX, &n);
   EXPECT_EQ(std::u16string(w, n), u"18446744073709551615");
   VKL_Free(w);
+  s = VK_CurrToStr(INT64_MIN, nullptr, &n);
+  EXPECT_EQ(std::string(s, n), "-922337203685477.5808");  // every digit, not 15
+  VKL_Free(s);
   s = VK_StrReal(-1.5, &n);
   EXPECT_EQ(std::string(s, n), "-1.50000000000000E+0000");
   VKL_Free(s);
