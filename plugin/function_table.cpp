@@ -20,13 +20,14 @@
 #include "system/runtime.h"
 #include "text/dates.h"
 #include "text/format.h"
+#include "text/numbers.h"
 #include "text/strings.h"
 
 namespace vkl::plugin {
 namespace {
 
 constexpr auto kRows = join_rows(kTypeTestRows, kConstantRows, kModuleRows, kHandleRows,
-                                 kFormatRows, text::kStringRows,
+                                 kFormatRows, text::kStringRows, text::kNumberRows,
                                  kProcessRows,
                                  numeric::trig::kTrigRows,
                                  numeric::logpow::kLogPowRows,

@@ -4,13 +4,14 @@
 
 #include "text/coded.h"
 #include "text/dates.h"
+#include "text/numbers.h"
 #include "text/strings.h"
 
 namespace vkl::text {
 
 // The implementation routine of the group's function numbered `code`, or null.
 inline VKL_CodedRoutine system_group_routine(int code) {
-  return routine_of<kStringFunctions, kDateFunctions>(code);
+  return routine_of<kStringFunctions, kDateFunctions, kNumberFunctions>(code);
 }
 
 }  // namespace vkl::text
