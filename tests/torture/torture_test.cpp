@@ -52,8 +52,9 @@ using Picks = std::vector<size_t>;
 constexpr const char* kSentinelText = "sentinel";
 // Longer argument lists: this many per function for each length from 3 to 6.
 constexpr int kSamplesPerLength = 40;
-// Functions never called here: they end the process, or pause it as long as they are told.
-const char* const kNotCalled[] = {"systerminate", "sleep"};
+// Functions never called here: they end the process, pause it as long as they are told, or
+// hand out system-wide mutexes that live until the script closes their handles.
+const char* const kNotCalled[] = {"systerminate", "sleep", "syscreatemutex"};
 // Pairs of values tried per function in the passes without rights or memory.
 constexpr int kSampledPairs = 300;
 // Problems kept for the report; the count covers all of them.
