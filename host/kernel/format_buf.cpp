@@ -23,7 +23,7 @@ constexpr int kMaxSignificant = 18;
 constexpr int64_t kAbsent = std::numeric_limits<int64_t>::min();
 
 // One parsed specifier.
-struct Spec {
+struct Conversion {
   bool left = false;
   int64_t width = 0;
   int64_t precision = -1;  // -1: none given
@@ -116,7 +116,7 @@ class Formatter {
   // Parses and renders one specifier starting after its '%'; false when it is malformed or its
   // argument is missing or of the wrong kind.
   bool specifier(const Ch*& p, const Ch* end) {
-    Spec spec;
+    Conversion conv;
     int64_t n = kAbsent;
     if (!count(p, end, &n)) return false;
     if (p < end && *p == Ch(':')) {
@@ -127,21 +127,21 @@ class Formatter {
       if (!count(p, end, &n)) return false;
     }
     if (n == kAbsent && p < end && *p == Ch('-')) {
-      spec.left = true;
+      conv.left = true;
       ++p;
       if (!count(p, end, &n)) return false;
     }
-    if (n != kAbsent) spec.width = n;
+    if (n != kAbsent) conv.width = n;
     if (p < end && *p == Ch('.')) {
       ++p;
-      spec.precision = 0;  // "." alone is a precision of 0; a negative one taken is none
-      if (!count(p, end, &spec.precision)) return false;
-      if (spec.precision < 0) spec.precision = -1;
+      conv.precision = 0;  // "." alone is a precision of 0; a negative one taken is none
+      if (!count(p, end, &conv.precision)) return false;
+      if (conv.precision < 0) conv.precision = -1;
     }
     if (p >= end || *p > 0x7F) return false;
-    spec.type = static_cast<char>(*p++ | 0x20);
+    conv.type = static_cast<char>(*p++ | 0x20);
     const TObject* arg = take_arg();
-    return arg && render(spec, arg);
+    return arg && render(conv, arg);
   }
 
   // Digits or '*' (an integer argument); `n` stays as it was when neither is there. A
@@ -172,30 +172,30 @@ class Formatter {
     return vkl_follow(&args_[next_arg_++]);
   }
 
-  bool render(Spec spec, const TObject* arg) {
-    if (spec.width < 0) {
-      spec.left = true;
-      spec.width = -spec.width;
+  bool render(Conversion conv, const TObject* arg) {
+    if (conv.width < 0) {
+      conv.left = true;
+      conv.width = -conv.width;
     }
-    switch (spec.type) {
-      case 'd': case 'u': case 'x': return render_integer(spec, arg);
-      case 'e': return render_real(spec, arg, VK_ffExponent);
-      case 'f': return render_real(spec, arg, VK_ffFixed);
-      case 'g': return render_real(spec, arg, VK_ffGeneral);
-      case 'n': return render_real(spec, arg, VK_ffNumber);
-      case 'm': return render_real(spec, arg, VK_ffCurrency);
-      case 'p': return render_pointer(spec, arg);
-      case 's': return render_string(spec, arg);
+    switch (conv.type) {
+      case 'd': case 'u': case 'x': return render_integer(conv, arg);
+      case 'e': return render_real(conv, arg, VK_ffExponent);
+      case 'f': return render_real(conv, arg, VK_ffFixed);
+      case 'g': return render_real(conv, arg, VK_ffGeneral);
+      case 'n': return render_real(conv, arg, VK_ffNumber);
+      case 'm': return render_real(conv, arg, VK_ffCurrency);
+      case 'p': return render_pointer(conv, arg);
+      case 's': return render_string(conv, arg);
       default: return false;
     }
   }
 
-  bool render_integer(const Spec& spec, const TObject* arg) {
+  bool render_integer(const Conversion& conv, const TObject* arg) {
     Integer i;
     if (!integer_of(arg, &i)) return false;
     uint64_t magnitude;
     bool negative = false;
-    if (spec.type == 'd') {
+    if (conv.type == 'd') {
       negative = i.value < 0;
       magnitude = negative ? 0 - static_cast<uint64_t>(i.value) : static_cast<uint64_t>(i.value);
     } else {
@@ -203,36 +203,36 @@ class Formatter {
       magnitude = i.wide ? static_cast<uint64_t>(i.value) : static_cast<uint32_t>(i.value);
     }
     char digits[24];
-    const int len = unsigned_text(digits, magnitude, spec.type == 'x' ? 16 : 10);
-    const int64_t zeros = spec.precision > len ? spec.precision - len : 0;
-    emit(spec, negative ? "-" : "", zeros, {digits, static_cast<size_t>(len)});
+    const int len = unsigned_text(digits, magnitude, conv.type == 'x' ? 16 : 10);
+    const int64_t zeros = conv.precision > len ? conv.precision - len : 0;
+    emit(conv, negative ? "-" : "", zeros, {digits, static_cast<size_t>(len)});
     return true;
   }
 
-  bool render_pointer(const Spec& spec, const TObject* arg) {
+  bool render_pointer(const Conversion& conv, const TObject* arg) {
     uint64_t address;
     if (!pointer_of(arg, &address)) return false;
     char digits[24];
     const int len = unsigned_text(digits, address, 16);
-    emit(spec, "", 16 - len, {digits, static_cast<size_t>(len)});
+    emit(conv, "", 16 - len, {digits, static_cast<size_t>(len)});
     return true;
   }
 
   // The real's text is written in place; a right-justified field then moves it over to make
   // room for its padding.
-  bool render_real(const Spec& spec, const TObject* arg, int format) {
+  bool render_real(const Conversion& conv, const TObject* arg, int format) {
     double value;
     if (!real_of(arg, &value)) return false;
     int precision = kMaxSignificant;
     int digits;
     if (format == VK_ffExponent || format == VK_ffGeneral) {
-      if (spec.precision >= 0) precision = static_cast<int>(std::clamp<int64_t>(spec.precision, 1, kMaxSignificant));
+      if (conv.precision >= 0) precision = static_cast<int>(std::clamp<int64_t>(conv.precision, 1, kMaxSignificant));
       else precision = kDefaultSignificant;
       digits = format == VK_ffExponent ? 3 : 0;
     } else {
       const int fallback = format == VK_ffCurrency ? fs_.currencyDecimals : 2;
-      digits = spec.precision < 0 ? fallback
-                                  : static_cast<int>(std::min<int64_t>(spec.precision, kMaxSignificant));
+      digits = conv.precision < 0 ? fallback
+                                  : static_cast<int>(std::min<int64_t>(conv.precision, kMaxSignificant));
     }
     const int64_t start = out_.n;
     const int64_t room = std::max<int64_t>(out_.cap - start, 0);
@@ -240,9 +240,9 @@ class Formatter {
     const int64_t len = float_text(at, room, value, format, precision, digits);
     if (len < 0) return false;
     out_.n = start + len;
-    const int64_t pad = spec.width - len;
+    const int64_t pad = conv.width - len;
     if (pad <= 0) return true;
-    if (spec.left) {
+    if (conv.left) {
       out_.fill(Ch(' '), pad);
     } else {
       if (out_.n + pad <= out_.cap) {
@@ -262,7 +262,7 @@ class Formatter {
     return FloatToTextW(at, room, &value, VK_fvDouble, format, precision, digits, &fs_);
   }
 
-  bool render_string(const Spec& spec, const TObject* arg) {
+  bool render_string(const Conversion& conv, const TObject* arg) {
     std::basic_string_view<Ch> text;
     if (arg->tag == VKL_TWSTRING) {
       if (!in_width(VKL_AsWString(arg), VKL_WStringLen(arg), &text)) return false;
@@ -271,8 +271,8 @@ class Formatter {
     } else {
       return false;
     }
-    text = cut(text, spec.precision);
-    pad_around(spec, static_cast<int64_t>(text.size()), [&] { out_.put(text); });
+    text = cut(text, conv.precision);
+    pad_around(conv, static_cast<int64_t>(text.size()), [&] { out_.put(text); });
     return true;
   }
 
@@ -286,8 +286,8 @@ class Formatter {
   }
 
   // Writes a sign, `zeros` zeros and ASCII digits as one padded field.
-  void emit(const Spec& spec, std::string_view sign, int64_t zeros, std::string_view digits) {
-    pad_around(spec, static_cast<int64_t>(sign.size() + digits.size()) + zeros, [&] {
+  void emit(const Conversion& conv, std::string_view sign, int64_t zeros, std::string_view digits) {
+    pad_around(conv, static_cast<int64_t>(sign.size() + digits.size()) + zeros, [&] {
       out_.put_ascii(sign);
       out_.fill(Ch('0'), zeros);
       out_.put_ascii(digits);
@@ -295,11 +295,11 @@ class Formatter {
   }
 
   template <class Body>
-  void pad_around(const Spec& spec, int64_t len, Body body) {
-    const int64_t pad = spec.width - len;
-    if (!spec.left) out_.fill(Ch(' '), pad);
+  void pad_around(const Conversion& conv, int64_t len, Body body) {
+    const int64_t pad = conv.width - len;
+    if (!conv.left) out_.fill(Ch(' '), pad);
     body();
-    if (spec.left) out_.fill(Ch(' '), pad);
+    if (conv.left) out_.fill(Ch(' '), pad);
   }
 
   // Text of either width as a view in this formatter's width; a conversion goes through the
