@@ -21,7 +21,7 @@ class RatioReporter : public benchmark::ConsoleReporter {
     for (const Run& run : runs) {
       if (run.run_type != Run::RT_Iteration || run.error_occurred) continue;
       const std::string name = run.run_name.function_name;
-      const double time = run.GetAdjustedCPUTime();
+      const double time = run.GetAdjustedCPUTime() / benchmark::GetTimeUnitMultiplier(run.time_unit);
       const auto known = seconds_.find(name);
       if (known == seconds_.end() || time < known->second) seconds_[name] = time;
     }
@@ -29,6 +29,21 @@ class RatioReporter : public benchmark::ConsoleReporter {
   }
 
   void print_ratios() const {
+    for_each_pair([](const std::string& pair, double measured, double baseline) {
+      std::printf("ratio %s: %.2f\n", pair.c_str(), measured / baseline);
+    });
+  }
+
+  // The time a pair's measured benchmark adds to its baseline, for per-call overheads.
+  void print_differences() const {
+    for_each_pair([](const std::string& pair, double measured, double baseline) {
+      std::printf("added %s: %.1f ns\n", pair.c_str(), (measured - baseline) * 1e9);
+    });
+  }
+
+ private:
+  template <typename Print>
+  void for_each_pair(Print print) const {
     for (const auto& [name, measured_time] : seconds_) {
       if (name.size() <= measured_.size() ||
           name.compare(name.size() - measured_.size(), measured_.size(), measured_) != 0) {
@@ -37,11 +52,10 @@ class RatioReporter : public benchmark::ConsoleReporter {
       const std::string pair = name.substr(0, name.size() - measured_.size());
       const auto baseline = seconds_.find(pair + baseline_);
       if (baseline == seconds_.end() || baseline->second <= 0) continue;
-      std::printf("ratio %s: %.2f\n", pair.c_str(), measured_time / baseline->second);
+      print(pair, measured_time, baseline->second);
     }
   }
 
- private:
   std::string measured_, baseline_;
   std::map<std::string, double> seconds_;
 };

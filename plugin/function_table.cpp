@@ -19,6 +19,7 @@
 #include "system/process.h"
 #include "system/runtime.h"
 #include "text/dates.h"
+#include "text/filenames.h"
 #include "text/format.h"
 #include "text/numbers.h"
 #include "text/strings.h"
@@ -27,7 +28,7 @@ namespace vkl::plugin {
 namespace {
 
 constexpr auto kRows = join_rows(kTypeTestRows, kConstantRows, kModuleRows, kHandleRows,
-                                 kFormatRows, text::kStringRows, text::kNumberRows,
+                                 kFormatRows, text::kStringRows, text::kFileNameRows, text::kNumberRows,
                                  kProcessRows,
                                  numeric::trig::kTrigRows,
                                  numeric::logpow::kLogPowRows,

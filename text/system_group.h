@@ -4,6 +4,7 @@
 
 #include "text/coded.h"
 #include "text/dates.h"
+#include "text/filenames.h"
 #include "text/numbers.h"
 #include "text/strings.h"
 
@@ -11,7 +12,7 @@ namespace vkl::text {
 
 // The implementation routine of the group's function numbered `code`, or null.
 inline VKL_CodedRoutine system_group_routine(int code) {
-  return routine_of<kStringFunctions, kDateFunctions, kNumberFunctions>(code);
+  return routine_of<kStringFunctions, kFileNameFunctions, kDateFunctions, kNumberFunctions>(code);
 }
 
 }  // namespace vkl::text
