@@ -28,7 +28,7 @@ namespace vkl::plugin {
 namespace {
 
 constexpr auto kRows = join_rows(kTypeTestRows, kConstantRows, kModuleRows, kHandleRows,
-                                 kFormatRows, text::kStringRows, text::kFileNameRows, text::kNumberRows,
+                                 kFormatRows, text::kStringRows, text::kStringOwnRows, text::kFileNameRows, text::kNumberRows,
                                  kProcessRows,
                                  numeric::trig::kTrigRows,
                                  numeric::logpow::kLogPowRows,

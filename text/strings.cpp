@@ -185,7 +185,53 @@ int run(VKL_State* L, TObject* args, TObject* result, int code) {
   }
 }
 
+// Appends the bytes of a narrow text, or a wide text converted through the host code page.
+void append_narrow(std::string& whole, const TObject* piece) {
+  if (!is_wide(piece)) {
+    whole += narrow_of(piece);
+    return;
+  }
+  const std::u16string_view w = wide_of(piece);
+  const int64_t n = VKL_WideToMultiByte(0, w.data(), length_of(w), nullptr, 0);
+  if (n <= 0) return;
+  const size_t at = whole.size();
+  whole.resize(at + static_cast<size_t>(n));
+  VKL_WideToMultiByte(0, w.data(), length_of(w), whole.data() + at, n);
+}
+
+bool is_string(const TObject* o) { return vkl_is_string_tag(o->tag) || is_wide(o); }
+
+int append_pieces(VKL_State* L, TObject* args, int nargs) {
+  TObject* target = coded_arg(args, 0);
+  const auto limit = static_cast<size_t>(VKL_GetMaxStrLen());
+  if (is_wide(target)) {
+    std::u16string whole(wide_of(target));
+    for (int i = 1; i < nargs && whole.size() <= limit; ++i) {
+      const WideText piece(coded_arg(args, i));
+      whole.append(piece.data(), static_cast<size_t>(piece.size()));
+    }
+    return whole.size() <= limit && VKL_SetWStringEx(L, target, whole.data(), length_of(whole));
+  }
+  std::string whole(narrow_of(target));
+  for (int i = 1; i < nargs && whole.size() <= limit; ++i) append_narrow(whole, coded_arg(args, i));
+  return whole.size() <= limit && VKL_SetStringEx(L, target, whole.data(), length_of(whole));
+}
+
 }  // namespace
+
+// appendstr(target, piece, ...): target (by reference) followed by every piece, in the width of
+// target; a piece that is no string fails the call with target unchanged.
+int string_appendstr(VKL_State* L, TObject* args, int nargs, TObject* result) {
+  (void)result;  // a procedure: target is the answer
+  if (nargs < 2) return 0;
+  for (int i = 0; i < nargs; ++i)
+    if (!is_string(coded_arg(args, i))) return 0;
+  try {
+    return append_pieces(L, args, nargs);
+  } catch (const std::bad_alloc&) {
+    return 0;
+  }
+}
 
 int string_routine(VKL_State* L, TObject* args, TObject* result, int code) {
   try {

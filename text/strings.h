@@ -56,6 +56,14 @@ inline constexpr CodedFunction kStringFunctions[] = {
      text_fn(122, kPosEx, string_routine), kNoLegacy},
 };
 
+int string_appendstr(VKL_State* L, TObject* args, int nargs, TObject* result);
+
+// String functions with their own handler.
+inline constexpr FunctionRow kStringOwnRows[] = {
+    {"appendstr", string_appendstr, "appendstr(target, piece, ...)",
+     "appends the pieces to target (by reference) in its width"},
+};
+
 inline constexpr auto kStringRows = coded_rows<kStringFunctions, ExtensionModule::CoreAux2>();
 
 }  // namespace vkl::text

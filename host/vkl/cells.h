@@ -87,12 +87,16 @@ class CellBlock {
 // call is over, whichever way it ends.
 class ArgCells {
  public:
-  ArgCells(VKL_State* L, int n) : cells_(L, n), back_(n) {
+  ArgCells(VKL_State* L, int n) : cells_(L, n), back_(n), given_(n) {
     for (int i = 0; i < n; ++i) back_[i] = nullptr;
   }
+  // Cells go back to their variables, the ones the handler left as given first, so that a
+  // variable passed twice ends with the value the handler wrote.
   ~ArgCells() {
     for (int i = 0; i < cells_.size(); ++i)
-      if (back_[i]) move_cell(cells_.state(), back_[i], &cells_[i]);
+      if (back_[i] && !changed(i)) give_back(i);
+    for (int i = 0; i < cells_.size(); ++i)
+      if (back_[i]) give_back(i);
   }
   ArgCells(const ArgCells&) = delete;
   ArgCells& operator=(const ArgCells&) = delete;
@@ -102,8 +106,15 @@ class ArgCells {
   TObject* data() { return cells_.data(); }
 
  private:
+  void give_back(int i) {
+    move_cell(cells_.state(), back_[i], &cells_[i]);
+    back_[i] = nullptr;
+  }
+  bool changed(int i) { return std::memcmp(&given_[i], &cells_[i], sizeof(TObject)) != 0; }
+
   CellBlock cells_;
   SmallArray<TObject*> back_;
+  SmallArray<TObject> given_;  // each cell as the handler received it
 };
 
 }  // namespace vkl::lang

@@ -23,6 +23,7 @@ void ArgCells::fill(Engine& E, Frame& F, const Args& args, bool write_back) {
       E.fail(F, e.line, "out of memory");
     }
     back_[i] = v;
+    std::memcpy(&given_[i], &cells_[i], sizeof(TObject));
   }
 }
 
