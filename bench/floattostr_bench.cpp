@@ -3,17 +3,19 @@
 // routine's time over snprintf's (best of the repetitions).
 //   FloatToTextA    the formatter into a caller's buffer (what format's %g uses)
 //   VK_FloatToStr   the kernel routine the floattostr handler calls (formatter + allocation)
+//   floattostr      the registered handler as a script calls it (driver, routine, result cell)
 #include <benchmark/benchmark.h>
 
 #include <cmath>
-#include <cstdio>
-#include <map>
 #include <random>
-#include <string>
 #include <vector>
 
+#include "vkl/interp.h"
 #include "vkl/kernel.h"
 #include "vkl/vk_numbers.h"
+
+#include "plugin_handler.h"
+#include "ratio_reporter.h"
 
 namespace {
 
@@ -77,37 +79,28 @@ void vk_floattostr(benchmark::State& state) {
   });
 }
 
+void floattostr_handler(benchmark::State& state) {
+  VKL_State* L = VKL_InterpNewState();
+  const VKL_Handler floattostr = plugin_handler(L, "floattostr");
+  if (!floattostr) {
+    state.SkipWithError("libvklcplugin.so or its floattostr not found");
+    VKL_InterpFreeState(L);
+    return;
+  }
+  TObject arg, result;
+  vkl_put_nil(&result);
+  over_values(state, [&](double x) {
+    vkl_put_real(&arg, x);
+    benchmark::DoNotOptimize(floattostr(L, &arg, 1, &result));
+    VKL_FreeObjectContent(L, &result);
+  });
+  VKL_InterpFreeState(L);
+}
+
 BENCHMARK(snprintf_g15);
 BENCHMARK(float_to_text);
 BENCHMARK(vk_floattostr);
-
-// Prints each routine's time per value over snprintf's, from the best of the runs.
-class RatioReporter : public benchmark::ConsoleReporter {
- public:
-  double baseline_ns_per_value = 0;
-
-  void ReportRuns(const std::vector<Run>& runs) override {
-    for (const Run& run : runs) {
-      if (run.run_type != Run::RT_Iteration || run.error_occurred) continue;
-      const double t = run.GetAdjustedCPUTime();
-      const std::string name = run.run_name.function_name;
-      if (name == "snprintf_g15") {
-        if (baseline_ns_per_value == 0 || t < baseline_ns_per_value) baseline_ns_per_value = t;
-      } else if (best_[name] == 0 || t < best_[name]) {
-        best_[name] = t;
-      }
-    }
-    ConsoleReporter::ReportRuns(runs);
-  }
-  void print_ratios() const {
-    for (const auto& [name, t] : best_)
-      if (baseline_ns_per_value > 0)
-        std::printf("ratio %s / snprintf: %.2f\n", name.c_str(), t / baseline_ns_per_value);
-  }
-
- private:
-  std::map<std::string, double> best_;
-};
+BENCHMARK(floattostr_handler);
 
 }  // namespace
 
@@ -115,7 +108,7 @@ int main(int argc, char** argv) {
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
   values();
-  RatioReporter reporter;
+  RatioReporter reporter("snprintf_g15");
   benchmark::RunSpecifiedBenchmarks(&reporter);
   reporter.print_ratios();
   benchmark::Shutdown();

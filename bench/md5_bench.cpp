@@ -3,7 +3,6 @@
 // measured alternately in each iteration. Counters: the throughput of each side in MiB/s and
 // their ratio handler / libcrypto (target at least 0.95).
 #include <benchmark/benchmark.h>
-#include <dlfcn.h>
 #include <openssl/evp.h>
 
 #include <chrono>
@@ -15,24 +14,16 @@
 #include "vkl/interp.h"
 #include "vkl/kernel.h"
 
+#include "plugin_handler.h"
+
 namespace {
 
 using Clock = std::chrono::steady_clock;
 constexpr int64_t kBytes = int64_t{64} << 20;
 
-// The md5 handler from the library beside this program, or null.
-VKL_Handler load_md5(VKL_State* L) {
-  void* lib = ::dlopen("libvklcplugin.so", RTLD_NOW | RTLD_GLOBAL);
-  if (!lib) return nullptr;
-  using Init = int (*)(VKL_State*, VKL_RegisterTableFn);
-  auto init = reinterpret_cast<Init>(::dlsym(lib, "PKG_Init"));
-  if (!init || !init(L, registerTable)) return nullptr;
-  return VKL_FindFunction("md5", -1);
-}
-
 void BM_Md5_64MiB(benchmark::State& state) {
   VKL_State* L = VKL_InterpNewState();
-  const VKL_Handler md5 = load_md5(L);
+  const VKL_Handler md5 = plugin_handler(L, "md5");
   if (!md5) {
     state.SkipWithError("libvklcplugin.so or its md5 not found");
     VKL_InterpFreeState(L);

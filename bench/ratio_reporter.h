@@ -1,5 +1,5 @@
 // A console reporter that pairs benchmarks by name: <pair><measured suffix> against
-// <pair><baseline suffix>. It keeps the best CPU time per iteration of every benchmark over its
+// <pair><baseline suffix>, or every benchmark against one named baseline. It keeps the best CPU time per iteration of every benchmark over its
 // repetitions (the least disturbed by other load on the machine) and prints each pair's ratio
 // of measured time to baseline time at the end.
 #pragma once
@@ -16,6 +16,7 @@ class RatioReporter : public benchmark::ConsoleReporter {
  public:
   RatioReporter(std::string measured_suffix, std::string baseline_suffix)
       : measured_(std::move(measured_suffix)), baseline_(std::move(baseline_suffix)) {}
+  explicit RatioReporter(std::string common_baseline) : common_(std::move(common_baseline)) {}
 
   void ReportRuns(const std::vector<Run>& runs) override {
     for (const Run& run : runs) {
@@ -44,6 +45,13 @@ class RatioReporter : public benchmark::ConsoleReporter {
  private:
   template <typename Print>
   void for_each_pair(Print print) const {
+    if (!common_.empty()) {
+      const auto baseline = seconds_.find(common_);
+      if (baseline == seconds_.end() || baseline->second <= 0) return;
+      for (const auto& [name, measured_time] : seconds_)
+        if (name != common_) print(name, measured_time, baseline->second);
+      return;
+    }
     for (const auto& [name, measured_time] : seconds_) {
       if (name.size() <= measured_.size() ||
           name.compare(name.size() - measured_.size(), measured_.size(), measured_) != 0) {
@@ -56,6 +64,6 @@ class RatioReporter : public benchmark::ConsoleReporter {
     }
   }
 
-  std::string measured_, baseline_;
+  std::string measured_, baseline_, common_;
   std::map<std::string, double> seconds_;
 };
