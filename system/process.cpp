@@ -6,6 +6,8 @@
 #include <string>
 #include <thread>
 
+#include <vkl/payload.h>
+
 #include "plugin/args.h"
 #include "system/command_line.h"
 #include "system/exec_state.h"
@@ -63,7 +65,7 @@ class Capture {
     int64_t wanted = capacity_ * 2 > used_ + kReadChunk ? capacity_ * 2 : used_ + kReadChunk;
     if (wanted > limit) wanted = limit;
     if (wanted <= used_) return false;
-    void* data = VKL_Realloc2(L_, &cell_, wanted);
+    void* data = VKL_Realloc2Unfilled(L_, &cell_, wanted);
     if (!data) return false;
     data_ = static_cast<char*>(data);
     capacity_ = wanted;

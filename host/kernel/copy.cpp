@@ -6,9 +6,17 @@
 #include <utility>
 #include <vector>
 
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <vkl/payload.h>
+
 #include "internal.h"
 
 namespace {
+
+// Payloads from this size on are worth huge pages.
+constexpr size_t kHugePageWorthy = size_t{4} << 20;
 
 // Set when the thread's queue has been destroyed (thread or program exit): a value released
 // after that, by another thread-local or static destructor, is destroyed at once instead.
@@ -173,6 +181,60 @@ size_t payload_size(int tag, int64_t len) {
   }
 }
 
+// Lets the system back a large buffer with huge pages, which are faulted in a few hundred times
+// less often when the buffer is filled. The advice covers the buffer's pages from the first to
+// the last whole, so that a buffer mapped on its own stays one mapping, which a later resize
+// can move without copying.
+void advise_huge_pages(char* buf, size_t bytes) {
+  const auto page = static_cast<uintptr_t>(sysconf(_SC_PAGESIZE));
+  const uintptr_t first = reinterpret_cast<uintptr_t>(buf) & ~(page - 1);
+  const uintptr_t end = (reinterpret_cast<uintptr_t>(buf) + bytes + page - 1) & ~(page - 1);
+  madvise(reinterpret_cast<void*>(first), end - first, MADV_HUGEPAGE);
+}
+
+// Resizes a string or binary payload in place; new characters are zeroed or left for the caller.
+void* resize_payload(VKL_State* L, TObject* o, int64_t len, bool zero_new) {
+  if (!o || len < 0 || len > VKL_GetMaxStrLen()) return nullptr;
+  const int tag = o->tag;
+  int64_t old_len = 0;
+  switch (tag) {
+    case VKL_TSTRING:
+    case VKL_TSTRING2:
+      old_len = VKL_StringLen(o);
+      break;
+    case VKL_TWSTRING:
+      old_len = VKL_WStringLen(o);
+      break;
+    case VKL_TBINARY:
+      old_len = vkl_len(o);
+      break;
+    default:
+      return nullptr;
+  }
+  const size_t unit = tag == VKL_TWSTRING ? sizeof(vkl_wchar) : 1;
+  const size_t new_bytes = payload_size(tag, len);
+  auto* old_buf = static_cast<char*>(vkl_ptr(o));
+  char* buf = nullptr;
+  if (vkl_owned(o)) {
+    buf = static_cast<char*>(vkl::payload_realloc(L, old_buf, vkl::payload_bytes(o), new_bytes));
+    if (!buf) return nullptr;
+  } else {
+    buf = static_cast<char*>(vkl::payload_alloc(L, new_bytes));
+    if (!buf) return nullptr;
+    if (old_buf) memcpy(buf, old_buf, static_cast<size_t>(std::min(old_len, len)) * unit);
+  }
+  if (new_bytes >= kHugePageWorthy) advise_huge_pages(buf, new_bytes);
+  const int64_t kept = std::min(old_len, len);
+  if (zero_new)
+    memset(buf + kept * static_cast<int64_t>(unit), 0, new_bytes - static_cast<size_t>(kept) * unit);
+  else
+    memset(buf + len * static_cast<int64_t>(unit), 0, unit);
+  vkl_put_ptr(o, tag, buf);
+  vkl_put_len(o, static_cast<int32_t>(tag == VKL_TBINARY ? len : len + 1));
+  vkl_put_owned(o, 1);
+  return buf;
+}
+
 }  // namespace
 
 namespace vkl {
@@ -218,41 +280,11 @@ int VKL_DupObjectHashRef3(VKL_State* L, TObject* dst, const TObject* src) {
 }
 
 void* VKL_Realloc2(VKL_State* L, TObject* o, int64_t len) {
-  if (!o || len < 0 || len > VKL_GetMaxStrLen()) return nullptr;
-  const int tag = o->tag;
-  int64_t old_len = 0;
-  switch (tag) {
-    case VKL_TSTRING:
-    case VKL_TSTRING2:
-      old_len = VKL_StringLen(o);
-      break;
-    case VKL_TWSTRING:
-      old_len = VKL_WStringLen(o);
-      break;
-    case VKL_TBINARY:
-      old_len = vkl_len(o);
-      break;
-    default:
-      return nullptr;
-  }
-  const size_t unit = tag == VKL_TWSTRING ? sizeof(vkl_wchar) : 1;
-  const size_t new_bytes = payload_size(tag, len);
-  auto* old_buf = static_cast<char*>(vkl_ptr(o));
-  char* buf = nullptr;
-  if (vkl_owned(o)) {
-    buf = static_cast<char*>(vkl::payload_realloc(L, old_buf, vkl::payload_bytes(o), new_bytes));
-    if (!buf) return nullptr;
-  } else {
-    buf = static_cast<char*>(vkl::payload_alloc(L, new_bytes));
-    if (!buf) return nullptr;
-    if (old_buf) memcpy(buf, old_buf, static_cast<size_t>(std::min(old_len, len)) * unit);
-  }
-  const int64_t kept = std::min(old_len, len);
-  memset(buf + kept * static_cast<int64_t>(unit), 0, new_bytes - static_cast<size_t>(kept) * unit);
-  vkl_put_ptr(o, tag, buf);
-  vkl_put_len(o, static_cast<int32_t>(tag == VKL_TBINARY ? len : len + 1));
-  vkl_put_owned(o, 1);
-  return buf;
+  return resize_payload(L, o, len, true);
+}
+
+void* VKL_Realloc2Unfilled(VKL_State* L, TObject* o, int64_t len) {
+  return resize_payload(L, o, len, false);
 }
 
 }  // extern "C"

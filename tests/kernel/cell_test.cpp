@@ -1,9 +1,13 @@
 // Cells: layout, accessors, ownership, exact memory accounting, conversions, boxes, copies.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
+#include <string_view>
 #include <vector>
+
+#include <vkl/payload.h>
 
 #include "kernel_fixture.h"
 
@@ -131,6 +135,40 @@ TEST_F(CellTest, Realloc2ResizesInPlaceAndKeepsTheCount) {
   EXPECT_EQ(VKL_Realloc2(L, &number, 4), nullptr);
   EXPECT_EQ(VKL_Realloc2(L, &a, -1), nullptr);
   EXPECT_EQ(VKL_GetMemUsed(L), 2 + 5 + 6 + 8);
+}
+
+// A reader's buffer grown ahead of its writes, past the sizes backed by huge pages: what was
+// written stays, the terminating zero follows the length, and the count is exact throughout.
+TEST_F(CellTest, Realloc2UnfilledGrowsLargeBuffersKeepingTheirBytes) {
+  ASSERT_TRUE(VKL_SetString(L, &a, "head"));
+  int64_t filled = 4;
+  for (int64_t len = 1 << 16; len <= (int64_t{1} << 25); len *= 2) {
+    auto* p = static_cast<char*>(VKL_Realloc2Unfilled(L, &a, len));
+    ASSERT_NE(p, nullptr);
+    EXPECT_EQ(p[len], 0);
+    EXPECT_EQ(VKL_GetMemUsed(L), len + 1);
+    for (int64_t i = filled; i < len; ++i) p[i] = static_cast<char>('a' + i % 26);
+    filled = len;
+  }
+  const char* p = VKL_AsString(&a);
+  EXPECT_EQ(std::string_view(p, 4), "head");
+  int64_t wrong = 0;
+  for (int64_t i = 4; i < filled; ++i) wrong += p[i] != static_cast<char>('a' + i % 26);
+  EXPECT_EQ(wrong, 0);
+
+  ASSERT_NE(VKL_Realloc2Unfilled(L, &a, 3), nullptr);
+  EXPECT_STREQ(VKL_AsString(&a), "hea");
+  EXPECT_EQ(VKL_GetMemUsed(L), 4);
+
+  // The zeroing form still zeroes a large buffer's new characters.
+  auto* zeroed = static_cast<char*>(VKL_Realloc2(L, &a, int64_t{8} << 20));
+  ASSERT_NE(zeroed, nullptr);
+  EXPECT_EQ(std::count(zeroed + 3, zeroed + (int64_t{8} << 20) + 1, '\0'), (int64_t{8} << 20) - 2);
+
+  TObject number;
+  vkl_put_int(&number, 3);
+  EXPECT_EQ(VKL_Realloc2Unfilled(L, &number, 4), nullptr);
+  EXPECT_EQ(VKL_Realloc2Unfilled(L, &a, -1), nullptr);
 }
 
 TEST_F(CellTest, MemoryLimitRefusesWithTheCellUnchanged) {
