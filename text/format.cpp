@@ -22,6 +22,7 @@ namespace vkl::text {
 namespace {
 
 constexpr int64_t kExtraRoom = 1024;
+constexpr int64_t kStackChars = 2048;
 
 int64_t run_formatter(char* buf, int64_t chars, std::string_view fmt, const TObject* values,
                       int count, const VKL_FormatSettings* fs) {
@@ -42,20 +43,25 @@ int set_text(VKL_State* L, TObject* o, const vkl_wchar* s, int64_t n) {
 
 // Formats into a buffer that starts at the format's length plus kExtraRoom characters and
 // doubles while the text does not fit, then returns the text (with CR LF for a line form) or
-// sends it.
+// sends it. A buffer of up to kStackChars characters lives on the stack.
 template <class Ch>
 int format_in_width(VKL_State* L, std::basic_string_view<Ch> fmt, TObject* values, int count,
                     TObject* result, unsigned flags) {
   const VKL_FormatSettings* fs = VKL_GetGFormat(L);
   const int64_t max_chars = VKL_GetMaxStrLen();
   int64_t capacity = static_cast<int64_t>(fmt.size()) + kExtraRoom;
-  std::unique_ptr<Ch[]> buf;
+  Ch on_stack[kStackChars + 2];
+  std::unique_ptr<Ch[]> on_heap;
+  Ch* buf = on_stack;
   int64_t len;
   for (;;) {
     if (!VKL_CheckMoreMem(L, (capacity + 2) * static_cast<int64_t>(sizeof(Ch)))) return 0;
-    buf.reset(new (std::nothrow) Ch[static_cast<size_t>(capacity) + 2]);
-    if (!buf) return 0;
-    len = run_formatter(buf.get(), capacity, fmt, values, count, fs);
+    if (capacity > kStackChars) {
+      on_heap.reset(new (std::nothrow) Ch[static_cast<size_t>(capacity) + 2]);
+      if (!on_heap) return 0;
+      buf = on_heap.get();
+    }
+    len = run_formatter(buf, capacity, fmt, values, count, fs);
     if (len >= 0) break;
     if (len != VKL_FORMAT_SHORT || capacity > max_chars) return 0;
     capacity *= 2;
@@ -65,8 +71,8 @@ int format_in_width(VKL_State* L, std::basic_string_view<Ch> fmt, TObject* value
     buf[len++] = Ch('\n');
   }
   if (len > max_chars) return 0;
-  if (!(flags & kFormatWrite)) return set_text(L, result, buf.get(), len);
-  const int64_t sent = VKL_CGIWrite(L, buf.get(), len * static_cast<int64_t>(sizeof(Ch)));
+  if (!(flags & kFormatWrite)) return set_text(L, result, buf, len);
+  const int64_t sent = VKL_CGIWrite(L, buf, len * static_cast<int64_t>(sizeof(Ch)));
   VKL_CGIWrite(L, nullptr, 0);
   VKL_SetIntAuto(L, result, sent < 0 ? 0 : sent);
   return 1;

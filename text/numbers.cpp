@@ -206,8 +206,6 @@ int val_text(VKL_State* L, TObject* args) {
 }  // namespace
 
 int number_routine(VKL_State* L, TObject* args, TObject* result, int code) {
-  for (const Conversion& c : kConversions)
-    if (c.code == code) return convert_text(L, args, result, c);
   const VKL_FormatSettings* fs = VKL_GetGFormat(L);
   const TObject* x = coded_arg(args, 0);
   VK_Currency cy = 0;
@@ -246,6 +244,8 @@ int number_routine(VKL_State* L, TObject* args, TObject* result, int code) {
       if (!currency_arg(coded_arg(args, 1), &cy)) return 0;
       return map_text<VK_FormatCurr, VK_FormatCurrW>(L, x, result, cy, fs);
     default:
+      for (const Conversion& c : kConversions)
+        if (c.code == code) return convert_text(L, args, result, c);
       return 0;
   }
 }

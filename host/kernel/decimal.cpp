@@ -16,9 +16,6 @@ namespace {
 // with up to 18 significant digits in scientific form).
 constexpr int kScratch = 128;
 
-constexpr double kPowersOfTen[19] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8, 1e9,
-                                     1e10, 1e11, 1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18};
-
 // Drops trailing zeros; a value without digits is zero.
 void normalize(Decimal& d) {
   while (d.count > 0 && d.digits[d.count - 1] == '0') --d.count;
@@ -86,8 +83,16 @@ void round_at(Decimal& d, int unit) {
   normalize(d);
 }
 
-// True when |x| lies exactly halfway between two multiples of 10^unit: with |x| = M * 2^q, M
-// odd, 2|x| / 10^unit = M * 2^(q + 1 - unit) / 5^unit is an odd integer.
+// The correctly rounded digits of |x| in fixed form with `decimals` decimals.
+void fixed_digits(double ax, int decimals, Decimal& d) {
+  char buf[kScratch];
+  const auto r = std::to_chars(buf, buf + kScratch, ax, std::chars_format::fixed, decimals);
+  read_fixed(buf, r.ptr, d);
+}
+
+}  // namespace
+
+// With |x| = M * 2^q, M odd, 2|x| / 10^unit = M * 2^(q + 1 - unit) / 5^unit is an odd integer.
 bool is_exact_tie(double x, int unit) {
   const uint64_t bits = std::bit_cast<uint64_t>(x);
   const int biased = static_cast<int>((bits >> 52) & 0x7FF);
@@ -108,15 +113,6 @@ bool is_exact_tie(double x, int unit) {
   for (int i = 0; i < unit; ++i) five_power *= 5;
   return mantissa % five_power == 0;
 }
-
-// The correctly rounded digits of |x| in fixed form with `decimals` decimals.
-void fixed_digits(double ax, int decimals, Decimal& d) {
-  char buf[kScratch];
-  const auto r = std::to_chars(buf, buf + kScratch, ax, std::chars_format::fixed, decimals);
-  read_fixed(buf, r.ptr, d);
-}
-
-}  // namespace
 
 Decimal decimal_of_double(double x, int precision, int decimals) {
   Decimal d;

@@ -23,11 +23,18 @@ struct Decimal {
 // No limit on decimals.
 inline constexpr int kAnyDecimals = -1;
 
+inline constexpr double kPowersOfTen[19] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,
+                                            1e7,  1e8,  1e9,  1e10, 1e11, 1e12, 1e13,
+                                            1e14, 1e15, 1e16, 1e17, 1e18};
+
 // `precision` significant digits (1-18), and at most `decimals` after the point unless
 // kAnyDecimals.
 Decimal decimal_of_double(double x, int precision, int decimals);
 // A currency (ten-thousandths), at most `decimals` after the point (0-4 matter).
 Decimal decimal_of_currency(int64_t value, int decimals);
+// True when |x| lies exactly halfway between two multiples of 10^unit: the one case where
+// std::to_chars (ties to even) and the text formats (ties away from zero) differ.
+bool is_exact_tie(double x, int unit);
 // Rounds to at most `precision` significant digits, half away from zero.
 void round_to_precision(Decimal& d, int precision);
 

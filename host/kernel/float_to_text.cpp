@@ -5,6 +5,9 @@
 #include <vkl/vk_numbers.h>
 
 #include <algorithm>
+#include <array>
+#include <bit>
+#include <charconv>
 #include <cmath>
 #include <cstring>
 #include <string_view>
@@ -97,11 +100,147 @@ void put_currency(TextOut<Char>& out, const Decimal& d, int decimals,
   }
 }
 
+// ---- Straight from std::to_chars ----
+// to_chars gives correctly rounded digits but breaks exact ties to even, so a value on a tie
+// (and zero, NaN and infinities) takes the Decimal route; everything else is written from
+// to_chars' text without building a Decimal.
+
+// Digits of `digits` with `thousands` (0: none) between groups of three from the right.
+template <class Char>
+void put_grouped(TextOut<Char>& out, std::string_view digits, Char thousands) {
+  if (!thousands) return out.put_ascii(digits);
+  for (size_t i = 0; i < digits.size(); ++i) {
+    out.put(static_cast<Char>(digits[i]));
+    const size_t left = digits.size() - 1 - i;
+    if (left > 0 && left % 3 == 0) out.put(thousands);
+  }
+}
+
+// General format of a finite nonzero double, as put_general writes it; false, having written
+// nothing, on a tie.
+template <class Char>
+bool put_general_direct(TextOut<Char>& out, double x, int precision, int exp_digits,
+                        Char decimal) {
+  char sci[48];
+  const char* end =
+      std::to_chars(sci, sci + sizeof sci, std::fabs(x), std::chars_format::scientific,
+                    precision - 1)
+          .ptr;
+  // "d.ddde+XX" or "de+XX"
+  const char* e = end - 1;
+  while (*e != 'e') --e;
+  int exp10 = 0;
+  for (const char* p = e + 2; p < end; ++p) exp10 = exp10 * 10 + (*p - '0');
+  if (e[1] == '-') exp10 = -exp10;
+  const int exponent = exp10 + 1;  // the value is 0.d1d2... * 10^exponent
+  if (is_exact_tie(x, exponent - precision)) return false;
+  char digits[24];
+  int count = 0;
+  digits[count++] = sci[0];
+  for (const char* p = sci + 2; p < e; ++p) digits[count++] = *p;
+  while (count > 1 && digits[count - 1] == '0') --count;
+  const std::string_view all(digits, static_cast<size_t>(count));
+
+  if (x < 0) out.put(Char('-'));
+  if (exponent > precision || exponent < -3) {
+    out.put(static_cast<Char>(digits[0]));
+    if (count > 1) {
+      out.put(decimal);
+      out.put_ascii(all.substr(1));
+    }
+    put_exponent(out, Char('E'), exp10, false, exp_digits);
+  } else if (exponent <= 0) {
+    out.put(Char('0'));
+    out.put(decimal);
+    out.fill(Char('0'), -exponent);
+    out.put_ascii(all);
+  } else {
+    out.put_ascii(all.substr(0, static_cast<size_t>(std::min(count, exponent))));
+    out.fill(Char('0'), exponent - count);
+    if (count > exponent) {
+      out.put(decimal);
+      out.put_ascii(all.substr(static_cast<size_t>(exponent)));
+    }
+  }
+  return true;
+}
+
+__extension__ typedef unsigned __int128 Wide128;
+
+constexpr auto kTensU64 = [] {
+  std::array<uint64_t, 19> tens{};
+  uint64_t v = 1;
+  for (uint64_t& t : tens) {
+    t = v;
+    v *= 10;
+  }
+  return tens;
+}();
+
+// |x| * 10^decimals rounded half away from zero, computed exactly from the bits of x (finite,
+// |x| * 10^decimals below 10^18): M * 2^q * 10^decimals in 128 bits, then shifted.
+uint64_t scaled_to_integer(double x, int decimals) {
+  const uint64_t bits = std::bit_cast<uint64_t>(x);
+  const int biased = static_cast<int>((bits >> 52) & 0x7FF);
+  uint64_t mantissa = bits & ((uint64_t{1} << 52) - 1);
+  int q = -1074;
+  if (biased != 0) {
+    mantissa |= uint64_t{1} << 52;
+    q = biased - 1075;
+  }
+  Wide128 n = static_cast<Wide128>(mantissa) * kTensU64[decimals];  // below 2^113
+  if (q >= 0) return static_cast<uint64_t>(n << q);
+  const int shift = -q;
+  if (shift > 114) return 0;  // below half a unit
+  const Wide128 whole = n >> shift;
+  const Wide128 rest = n - (whole << shift);
+  return static_cast<uint64_t>(whole) + (rest >= (Wide128{1} << (shift - 1)) ? 1 : 0);
+}
+
+// Fixed and number formats of a double whose integer digits fit the precision, as put_fixed
+// writes them, rounded in exact integer arithmetic; false, having written nothing, when the
+// Decimal route must decide.
+template <class Char>
+bool put_fixed_direct(TextOut<Char>& out, double x, int precision, int decimals, Char decimal,
+                      Char thousands) {
+  if (decimals > precision || !(std::fabs(x) < kPowersOfTen[precision - decimals])) return false;
+  const uint64_t scaled = scaled_to_integer(x, decimals);
+  char digits[24];
+  const int len =
+      static_cast<int>(std::to_chars(digits, digits + sizeof digits, scaled).ptr - digits);
+  const int int_len = std::max(len - decimals, 1);
+  // Rounded up past the precision: the general format takes over.
+  if (int_len > precision) return false;
+  // A value that rounds to zero has no sign.
+  if (x < 0 && scaled != 0) out.put(Char('-'));
+  const std::string_view all(digits, static_cast<size_t>(len));
+  if (len > decimals) put_grouped(out, all.substr(0, static_cast<size_t>(int_len)), thousands);
+  else out.put(Char('0'));
+  if (decimals > 0) {
+    out.put(decimal);
+    out.fill(Char('0'), decimals - len);
+    out.put_ascii(all.substr(static_cast<size_t>(std::max(len - decimals, 0))));
+  }
+  return true;
+}
+
+// The formats a double can take straight from to_chars; false, having written nothing, when
+// the Decimal route must decide.
+template <class Char>
+bool put_direct(TextOut<Char>& out, double x, int format, int precision, int digits,
+                const VKL_FormatSettings* settings) {
+  if (!std::isfinite(x) || x == 0) return false;
+  if (format != VK_ffGeneral && format != VK_ffFixed && format != VK_ffNumber) return false;
+  const Separators<Char> sep(settings);
+  if (format == VK_ffGeneral) return put_general_direct(out, x, precision, digits, sep.decimal);
+  return put_fixed_direct(out, x, precision, digits, sep.decimal,
+                          format == VK_ffNumber ? sep.thousands : Char(0));
+}
+
 template <class Char>
 int64_t float_to_text(Char* buf, int64_t cap, const void* value, int value_type, int format,
                       int precision, int digits, const VKL_FormatSettings* settings) {
   if (!value || (cap > 0 && !buf) || format < VK_ffGeneral || format > VK_ffCurrency) return -1;
-  const NumberSymbols<Char> sym(settings);
   TextOut<Char> out{buf, std::max<int64_t>(cap, 0)};
   const bool currency = value_type == VK_fvCurrency;
   int64_t cy = 0;
@@ -113,6 +252,10 @@ int64_t float_to_text(Char* buf, int64_t cap, const void* value, int value_type,
                        : std::clamp(precision, 1, 18);
   const int decimals = std::clamp(digits, 0, 18);
   const bool fixed_like = format >= VK_ffFixed;
+  if (!currency &&
+      put_direct(out, x, format, precision, format == VK_ffGeneral ? digits : decimals, settings))
+    return out.n;
+  const NumberSymbols<Char> sym(settings);
 
   Decimal d = currency ? decimal_of_currency(cy, fixed_like ? decimals : kAnyDecimals)
                        : decimal_of_double(x, precision, fixed_like ? decimals : kAnyDecimals);

@@ -41,21 +41,36 @@ struct TextOut {
   }
 };
 
-// The settings' characters as the output width sees them.
+// The settings' separators as the output width sees them.
 template <class Char>
-struct NumberSymbols {
+struct Separators {
   Char decimal;
   Char thousands;  // 0: none
-  Char currency[16];
-  int currency_len;
   const VKL_FormatSettings* settings;
 
-  explicit NumberSymbols(const VKL_FormatSettings* s) : settings(s ? s : VKL_GetGFormat(nullptr)) {
+  explicit Separators(const VKL_FormatSettings* s) : settings(s ? s : VKL_GetGFormat(nullptr)) {
     decimal = widen(settings->decimalSeparator);
     thousands = widen(settings->thousandSeparator);
-    const char* cs = settings->currencyString;
+  }
+
+ private:
+  static Char widen(char c) {
+    if constexpr (sizeof(Char) == 1) return c;
+    vkl_wchar w = 0;
+    return VKL_MultiByteToWide(0, &c, 1, &w, 1) == 1 ? static_cast<Char>(w) : Char('?');
+  }
+};
+
+// The separators and the currency string.
+template <class Char>
+struct NumberSymbols : Separators<Char> {
+  Char currency[16];
+  int currency_len;
+
+  explicit NumberSymbols(const VKL_FormatSettings* s) : Separators<Char>(s) {
+    const char* cs = this->settings->currencyString;
     int len = 0;
-    while (len < static_cast<int>(sizeof settings->currencyString) && cs[len]) ++len;
+    while (len < static_cast<int>(sizeof this->settings->currencyString) && cs[len]) ++len;
     if constexpr (sizeof(Char) == 1) {
       for (int i = 0; i < len; ++i) currency[i] = cs[i];
       currency_len = len;
@@ -66,13 +81,6 @@ struct NumberSymbols {
   }
   std::basic_string_view<Char> currency_text() const {
     return {currency, static_cast<size_t>(currency_len)};
-  }
-
- private:
-  static Char widen(char c) {
-    if constexpr (sizeof(Char) == 1) return c;
-    vkl_wchar w = 0;
-    return VKL_MultiByteToWide(0, &c, 1, &w, 1) == 1 ? static_cast<Char>(w) : Char('?');
   }
 };
 

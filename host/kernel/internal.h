@@ -42,6 +42,9 @@ VKL_State* state_of(VKL_State* L);
 void* payload_alloc(VKL_State* L, size_t bytes);
 // Resizes a counted buffer from `old_bytes` to `new_bytes`; null (buffer untouched) on failure.
 void* payload_realloc(VKL_State* L, void* p, size_t old_bytes, size_t new_bytes);
+// Counts a malloc'd buffer of at least `bytes` as a payload of `bytes`, shrunk first when it is
+// much larger; null (buffer untouched) when over the state's limit or out of memory.
+void* payload_adopt(VKL_State* L, void* p, size_t bytes);
 void payload_free(VKL_State* L, void* p, size_t bytes);
 // Bytes of the buffer a string, wide string or binary cell owns (0 when it owns none).
 size_t payload_bytes(const TObject* o);

@@ -1,4 +1,5 @@
 // States, plain kernel memory, the counted payload buffers and the stack gauge.
+#include <malloc.h>
 #include <pthread.h>
 
 #include <cstdlib>
@@ -28,6 +29,9 @@ uintptr_t stack_low_bound() {
 // Stack kept free below any recursive walk of the kernel.
 constexpr int64_t kStackReserve = 256 * 1024;
 
+// Unused bytes an adopted buffer may keep before it is shrunk to its payload.
+constexpr size_t kAdoptSlack = 256;
+
 }  // namespace
 
 namespace vkl {
@@ -49,6 +53,17 @@ void* payload_realloc(VKL_State* L, void* p, size_t old_bytes, size_t new_bytes)
   void* q = std::realloc(p, new_bytes ? new_bytes : 1);
   if (q) s->mem_used.fetch_add(delta, std::memory_order_relaxed);
   return q;
+}
+
+void* payload_adopt(VKL_State* L, void* p, size_t bytes) {
+  VKL_State* s = state_of(L);
+  if (!VKL_CheckMoreMem(s, static_cast<int64_t>(bytes))) return nullptr;
+  if (::malloc_usable_size(p) > bytes + kAdoptSlack) {
+    p = std::realloc(p, bytes ? bytes : 1);
+    if (!p) return nullptr;
+  }
+  s->mem_used.fetch_add(static_cast<int64_t>(bytes), std::memory_order_relaxed);
+  return p;
 }
 
 void payload_free(VKL_State* L, void* p, size_t bytes) {

@@ -297,10 +297,9 @@ int set_owned(VKL_State* L, TObject* o, C* s, int64_t len, int owned, int tag) {
     }
   }
   const size_t bytes = (static_cast<size_t>(len) + 1) * sizeof(C);
-  // The buffer joins the state's count: a resize to its own size accounts for it.
-  void* counted = len >= 0 && len < VKL_GetMaxStrLen() && s
-                      ? vkl::payload_realloc(L, s, 0, bytes)
-                      : nullptr;
+  // The buffer itself joins the state's count: no copy.
+  void* counted =
+      len >= 0 && len < VKL_GetMaxStrLen() && s ? vkl::payload_adopt(L, s, bytes) : nullptr;
   if (!counted) {
     VKL_Free(s);
     return 0;
