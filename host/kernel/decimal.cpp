@@ -93,15 +93,16 @@ void fixed_digits(double ax, int decimals, Decimal& d) {
 }  // namespace
 
 // With |x| = M * 2^q, M odd, 2|x| / 10^unit = M * 2^(q + 1 - unit) / 5^unit is an odd integer.
-bool is_exact_tie(double x, int unit) {
+BinaryParts binary_parts(double x) {
   const uint64_t bits = std::bit_cast<uint64_t>(x);
   const int biased = static_cast<int>((bits >> 52) & 0x7FF);
-  uint64_t mantissa = bits & ((uint64_t{1} << 52) - 1);
-  int q = -1074;
-  if (biased != 0) {
-    mantissa |= uint64_t{1} << 52;
-    q = biased - 1075;
-  }
+  const uint64_t fraction = bits & ((uint64_t{1} << 52) - 1);
+  if (biased == 0) return {fraction, -1074};
+  return {fraction | uint64_t{1} << 52, biased - 1075};
+}
+
+bool is_exact_tie(double x, int unit) {
+  auto [mantissa, q] = binary_parts(x);
   if (mantissa == 0) return false;
   const int zeros = std::countr_zero(mantissa);
   mantissa >>= zeros;

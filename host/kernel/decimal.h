@@ -32,6 +32,13 @@ inline constexpr double kPowersOfTen[19] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  
 Decimal decimal_of_double(double x, int precision, int decimals);
 // A currency (ten-thousandths), at most `decimals` after the point (0-4 matter).
 Decimal decimal_of_currency(int64_t value, int decimals);
+// |x| = mantissa * 2^exponent for a finite x, as its bits store it.
+struct BinaryParts {
+  uint64_t mantissa;
+  int exponent;
+};
+BinaryParts binary_parts(double x);
+
 // True when |x| lies exactly halfway between two multiples of 10^unit: the one case where
 // std::to_chars (ties to even) and the text formats (ties away from zero) differ.
 bool is_exact_tie(double x, int unit);

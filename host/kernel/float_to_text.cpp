@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <array>
-#include <bit>
 #include <charconv>
 #include <cmath>
 #include <cstring>
@@ -180,14 +179,7 @@ constexpr auto kTensU64 = [] {
 // |x| * 10^decimals rounded half away from zero, computed exactly from the bits of x (finite,
 // |x| * 10^decimals below 10^18): M * 2^q * 10^decimals in 128 bits, then shifted.
 uint64_t scaled_to_integer(double x, int decimals) {
-  const uint64_t bits = std::bit_cast<uint64_t>(x);
-  const int biased = static_cast<int>((bits >> 52) & 0x7FF);
-  uint64_t mantissa = bits & ((uint64_t{1} << 52) - 1);
-  int q = -1074;
-  if (biased != 0) {
-    mantissa |= uint64_t{1} << 52;
-    q = biased - 1075;
-  }
+  const auto [mantissa, q] = binary_parts(x);
   Wide128 n = static_cast<Wide128>(mantissa) * kTensU64[decimals];  // below 2^113
   if (q >= 0) return static_cast<uint64_t>(n << q);
   const int shift = -q;
