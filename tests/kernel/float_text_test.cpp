@@ -2,7 +2,10 @@
 // language, wide output, currency values, and short buffers.
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <cstdio>
 #include <cstring>
+#include <random>
 #include <string>
 
 #include "vkl/vk_numbers.h"
@@ -64,6 +67,105 @@ TEST(FloatToText, ExponentFixedNumber) {
   EXPECT_EQ(fmt(1234567.891, VK_ffNumber, 15, 2), "1,234,567.89");
   EXPECT_EQ(fmt(-999.999, VK_ffNumber, 15, 2), "-1,000.00");
   EXPECT_EQ(fmt(123, VK_ffNumber, 15, 0), "123");
+}
+
+TEST(FloatToText, SeparatorsOfTheSettings) {
+  VKL_FormatSettings s;
+  VKL_DefaultGFormat(&s);
+  s.decimalSeparator = ',';
+  s.thousandSeparator = '.';
+  EXPECT_EQ(fmt(-1234567.125, VK_ffNumber, 18, 2, &s), "-1.234.567,13");
+  EXPECT_EQ(fmt(1234567.125, VK_ffFixed, 18, 1, &s), "1234567,1");
+  EXPECT_EQ(fmt(0.05, VK_ffNumber, 18, 3, &s), "0,050");
+  EXPECT_EQ(fmt(1.5e-7, VK_ffGeneral, 15, 0, &s), "1,5E-7");
+  EXPECT_EQ(fmt(-0.25, VK_ffGeneral, 15, 0, &s), "-0,25");
+  s.thousandSeparator = 0;
+  EXPECT_EQ(fmt(1234567, VK_ffNumber, 18, 0, &s), "1234567");
+}
+
+// The exact decimal expansion of |x| (glibc prints every digit a double has), rounded half
+// away from zero at `decimals` decimals: an independent reference for the fixed format.
+std::string fixed_reference(double x, int decimals) {
+  static char exact[1500];
+  std::snprintf(exact, sizeof exact, "%.1100f", std::fabs(x));
+  std::string s(exact);
+  const size_t point = s.find('.');
+  std::string digits = s.substr(0, point) + s.substr(point + 1, static_cast<size_t>(decimals));
+  if (s[point + 1 + static_cast<size_t>(decimals)] >= '5') {
+    size_t i = digits.size();
+    while (i > 0 && digits[i - 1] == '9') digits[--i] = '0';
+    if (i == 0) digits.insert(digits.begin(), '1');
+    else ++digits[i - 1];
+  }
+  std::string text = digits.substr(0, digits.size() - static_cast<size_t>(decimals));
+  if (decimals > 0) text += "." + digits.substr(text.size());
+  if (x < 0 && digits.find_first_not_of('0') != std::string::npos) text.insert(0, "-");
+  return text;
+}
+
+// Significant digits (no trailing zeros) and decimal exponent of a plain or E-notation text
+// (sign ignored).
+std::pair<std::string, int> significant(const std::string& text) {
+  const size_t e = text.find('E');
+  const size_t start = text[0] == '-' ? 1 : 0;
+  const std::string mantissa = text.substr(start, e == std::string::npos ? e : e - start);
+  std::string digits;
+  int exponent = e == std::string::npos ? 0 : std::stoi(text.substr(e + 1));
+  const size_t point = mantissa.find('.');
+  exponent += static_cast<int>(point == std::string::npos ? mantissa.size() : point);
+  for (char c : mantissa)
+    if (c >= '0' && c <= '9') digits += c;
+  const size_t first = digits.find_first_not_of('0');
+  exponent -= static_cast<int>(first);
+  digits.erase(0, first);
+  digits.erase(digits.find_last_not_of('0') + 1);
+  return {digits, exponent};
+}
+
+// The same expansion rounded half away from zero to 15 significant digits.
+std::pair<std::string, int> general_reference(double x) {
+  static char exact[1500];
+  std::snprintf(exact, sizeof exact, "%.1100f", std::fabs(x));
+  auto [digits, exponent] = significant(exact);
+  if (digits.size() > 15) {
+    const bool up = digits[15] >= '5';
+    digits.resize(15);
+    size_t i = digits.size();
+    if (up) {
+      while (i > 0 && digits[i - 1] == '9') digits[--i] = '0';
+      if (i == 0) {
+        digits.insert(digits.begin(), '1');
+        ++exponent;
+      } else {
+        ++digits[i - 1];
+      }
+    }
+    digits.erase(digits.find_last_not_of('0') + 1);
+  }
+  return {digits, exponent};
+}
+
+// Random magnitudes, short decimals and exact binary ties (k / 2^n) in every format's range.
+TEST(FloatToText, DigitsAgreeWithTheExactExpansion) {
+  std::mt19937_64 gen(11);
+  std::uniform_real_distribution<double> mantissa(-10, 10);
+  std::uniform_int_distribution<int> power(-12, 17);
+  for (int i = 0; i < 20000; ++i) {
+    double x = mantissa(gen) * std::pow(10.0, power(gen));
+    if (i % 3 == 1) x = std::round(x * 1000) / 1000;
+    if (i % 3 == 2) x = std::ldexp(std::round(mantissa(gen) * 1e5), -static_cast<int>(gen() % 20));
+    const int decimals = static_cast<int>(gen() % 19);
+    if (std::fabs(x) < std::pow(10.0, 18 - decimals)) {
+      SCOPED_TRACE(x);
+      EXPECT_EQ(fmt(x, VK_ffFixed, 18, decimals), fixed_reference(x, decimals));
+    }
+    if (x != 0) {
+      SCOPED_TRACE(x);
+      const std::string general = fmt(x, VK_ffGeneral, 15, 0);
+      EXPECT_EQ(general[0] == '-', x < 0);
+      EXPECT_EQ(significant(general), general_reference(x));
+    }
+  }
 }
 
 TEST(FloatToText, CurrencyPatternsAndValues) {
