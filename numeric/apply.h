@@ -9,11 +9,14 @@
 //   other:  such a leaf, nil included, gets the fill value, or fails the call.
 // The mode is a tolerant integer (a real x reads as x +/- 0.000001 truncated toward zero).
 //
-// Failure policy: a malformed call (argument count, a mode of another kind) and a leaf that
-// fails return 0 and leave the result cell as it was: the result is built aside and installed
-// only on success. Output variables receive whatever was built before a failure (nil for a
-// scalar), so the caller can see how far the call came. Nesting too deep for the thread's
-// stack fails the call.
+// Failure policy: a malformed call (argument count, a mode of another kind) returns 0 before
+// anything is written. The result of a table, a cell matrix or a fixed matrix of cells is built
+// straight into the result cell: when an element fails, the call returns 0 and the result cell
+// holds what was built so far (elements before the failing one keep their values), owned by
+// the cell like any result, for the caller to release. A number or other leaf that fails
+// leaves the result cell as it was. Output variables receive whatever was built before a
+// failure (nil for a scalar), so the caller can see how far the call came. Nesting too deep for
+// the thread's stack fails the call.
 //
 // Writing an operation. An operation is a struct of static members:
 //
@@ -161,6 +164,21 @@ class WalkBase {
   uintptr_t stack_floor_ = 0;
 };
 
+// The cell an argument stands for: a deferred value computed in place first, a view followed.
+inline TObject* computed(VKL_State* L, TObject* arg) {
+  if (arg->tag == VKL_TDEFERRED) VKL_CalcGridCompute(L, arg);
+  return vkl_follow(arg);
+}
+
+// Values whose result is built element by element into nested cells (tables, cell matrices,
+// fixed matrices of cells): such a result is built in the result cell itself. A fixed matrix of
+// numbers is made in one piece and so is built aside like a scalar result.
+inline bool built_in_place(const TObject* x) {
+  return x->tag == VKL_TTABLE || x->tag == VKL_TMATRIX ||
+         (x->tag == VKL_TFIXEDMATRIX &&
+          VKL_FMGetType(static_cast<const VKL_FixedMatrix*>(vkl_ptr(x))) == VKL_FM_CELLS);
+}
+
 // Table entries the drivers visit: integer keys and string keys, in the table's own order.
 inline bool visited_key(const TObject* key) {
   return key->tag == VKL_TINT || vkl_is_string_tag(key->tag);
@@ -209,8 +227,7 @@ class UnaryWalk : public WalkBase {
   using WalkBase::WalkBase;
 
   bool apply(TObject* arg, const Targets& t) {
-    if (arg->tag == VKL_TDEFERRED) VKL_CalcGridCompute(L, arg);
-    TObject* x = vkl_follow(arg);
+    TObject* x = computed(L, arg);
     switch (x->tag) {
       case VKL_TINT:
       case VKL_TREAL:
@@ -283,8 +300,9 @@ class UnaryWalk : public WalkBase {
 };
 
 // The frame both drivers share: checks the count and reads the options after kOperands
-// operands and the output variables, runs the walk into cells built aside, hands the outputs
-// over (also after a failure) and installs the result on success.
+// operands and the output variables, runs the walk (the result in place when built_in_place,
+// else aside), hands the outputs over (also after a failure) and installs a result
+// built aside on success.
 template <int kOperands, int kOutputs, class Run>
 int drive(VKL_State* L, TObject* args, int nargs, TObject* result, int default_mode,
           const TObject* default_fill, TObject* const* outputs, bool build_result, Run run) {
@@ -293,7 +311,9 @@ int drive(VKL_State* L, TObject* args, int nargs, TObject* result, int default_m
   if (nargs < kOperands + output_args ||
       !read_options(args, nargs, kOperands + output_args, default_mode, default_fill, &options))
     return 0;
-  ScratchCells<kOutputs + 1> built(L, build_result);
+  TObject* in_place = build_result && built_in_place(computed(L, &args[0])) ? result : nullptr;
+  if (in_place) VKL_FreeObjectContent(L, in_place);
+  ScratchCells<kOutputs + 1> built(L, build_result, in_place);
   const bool ok = run(options, built.targets());
   for (int k = 0; k < kOutputs; ++k)
     built.install(k + 1, outputs ? outputs[k] : vkl_follow(&args[kOperands + k]));

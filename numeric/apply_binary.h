@@ -21,12 +21,8 @@ class BinaryWalk : public WalkBase {
 
   // `b` null: the second operand is missing (a key only the first table has).
   bool apply(TObject* arg, TObject* b, const Targets& t) {
-    if (arg->tag == VKL_TDEFERRED) VKL_CalcGridCompute(L, arg);
-    TObject* a = vkl_follow(arg);
-    if (b) {
-      if (b->tag == VKL_TDEFERRED) VKL_CalcGridCompute(L, b);
-      b = vkl_follow(b);
-    }
+    TObject* a = computed(L, arg);
+    if (b) b = computed(L, b);
     switch (a->tag) {
       case VKL_TTABLE:
         return table(vkl_table(a), b, t);

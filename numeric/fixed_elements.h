@@ -90,13 +90,17 @@ bool walk_cells(const VKL_FixedMatrix* fm, Visit&& visit) {
   return true;
 }
 
-// The cells a call builds aside: the result (unless the operation builds none) and the
-// output cells. Whatever is not installed is released.
+// The cells a call builds: the result (unless the operation builds none) and the output cells.
+// The result is built aside and installed on success, or built straight in the caller's cell
+// (`in_place`, nil on entry). Whatever is built aside and not installed is released.
 template <int N>
 class ScratchCells {
  public:
-  explicit ScratchCells(VKL_State* L, bool with_result = true) : L_(L), with_result_(with_result) {
+  ScratchCells(VKL_State* L, bool with_result, TObject* in_place = nullptr) : L_(L) {
     for (TObject& cell : cells_) vkl_put_nil(&cell);
+    for (int k = 0; k < N; ++k) targets_[k] = &cells_[k];
+    if (!with_result) targets_[0] = nullptr;
+    else if (in_place) targets_[0] = in_place;
   }
   ~ScratchCells() {
     for (TObject& cell : cells_) VKL_FreeObjectContent(L_, &cell);
@@ -104,24 +108,21 @@ class ScratchCells {
   ScratchCells(const ScratchCells&) = delete;
   ScratchCells& operator=(const ScratchCells&) = delete;
 
-  std::array<TObject*, N> targets() {
-    std::array<TObject*, N> t;
-    for (int k = 0; k < N; ++k) t[k] = &cells_[k];
-    if (!with_result_) t[0] = nullptr;
-    return t;
-  }
-  // Moves cell k into `dst`, releasing what `dst` held.
+  const std::array<TObject*, N>& targets() const { return targets_; }
+  // Moves what target k holds into `dst`, releasing what `dst` held (nothing to do for a
+  // result built in place or not built).
   void install(int k, TObject* dst) {
-    if (k == 0 && !with_result_) return;
+    TObject* built = targets_[k];
+    if (!built || built == dst) return;
     VKL_FreeObjectContent(L_, dst);
-    *dst = cells_[k];
-    vkl_put_nil(&cells_[k]);
+    *dst = *built;
+    vkl_put_nil(built);
   }
 
  private:
   VKL_State* L_;
-  bool with_result_;
   std::array<TObject, N> cells_;
+  std::array<TObject*, N> targets_;
 };
 
 }  // namespace vkl::numeric

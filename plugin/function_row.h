@@ -14,6 +14,9 @@ struct FunctionRow {
   VKL_Handler handler;
   const char* signature;
   const char* summary;
+  // A rejected call may leave a partly built result (a table or matrix) in the result cell,
+  // for the caller to release: the elementwise families build their results in place.
+  bool partial_result = false;
 };
 
 // How many rows a family has: a C array of rows or a std::array of them (made at compile time).
@@ -34,6 +37,17 @@ constexpr std::array<FunctionRow, (kRowCount<Families> + ...)> join_rows(
        }()),
    ...);
   return all;
+}
+
+// The rows of a family with partial_result set.
+template <class Family>
+constexpr std::array<FunctionRow, kRowCount<Family>> with_partial_result(const Family& family) {
+  std::array<FunctionRow, kRowCount<Family>> rows{};
+  for (size_t i = 0; i < rows.size(); ++i) {
+    rows[i] = family[i];
+    rows[i].partial_result = true;
+  }
+  return rows;
 }
 
 }  // namespace vkl::plugin

@@ -27,16 +27,16 @@
 namespace vkl::plugin {
 namespace {
 
+constexpr auto kElementwiseRows = with_partial_result(join_rows(
+    numeric::trig::kTrigRows, numeric::logpow::kLogPowRows, numeric::rounding::kRoundingRows,
+    numeric::classify::kClassifyRows, numeric::two_argument::kTwoArgumentRows, kBitRows,
+    kConvertRows, kDivModPolyRows, kMd5Rows, kRandomRows));
+
 constexpr auto kRows = join_rows(kTypeTestRows, kConstantRows, kModuleRows, kHandleRows,
-                                 kFormatRows, text::kStringRows, text::kStringOwnRows, text::kFileNameRows, text::kNumberRows,
-                                 kProcessRows,
-                                 numeric::trig::kTrigRows,
-                                 numeric::logpow::kLogPowRows,
-                                 numeric::rounding::kRoundingRows,
-                                 numeric::classify::kClassifyRows,
-                                 numeric::two_argument::kTwoArgumentRows, kBitRows, kConvertRows,
-                                 kDivModPolyRows, kMd5Rows, kRandomRows,
-                                 kRuntimeRows, text::kDateCodedRows, text::kDateOwnRows);
+                                 kFormatRows, text::kStringRows, text::kStringOwnRows,
+                                 text::kFileNameRows, text::kNumberRows, kProcessRows,
+                                 kElementwiseRows, kRuntimeRows, text::kDateCodedRows,
+                                 text::kDateOwnRows);
 
 constexpr auto entries_of(const decltype(kRows)& rows) {
   std::array<VKL_FunctionEntry, kRows.size()> entries{};
@@ -68,4 +68,11 @@ extern "C" VKL_API int VKL_PluginFunctionDoc(const char* name, const char** sign
   *signature = row->signature;
   *summary = row->summary;
   return 1;
+}
+
+// 1 when a rejected call of the table function may leave a partly built result in the result
+// cell (the caller releases it as any result); 0 when a rejection leaves the cell as it was.
+extern "C" VKL_API int VKL_PluginPartialResult(const char* name) {
+  const vkl::plugin::FunctionRow* row = vkl::plugin::find_function_row(name);
+  return row && row->partial_result;
 }

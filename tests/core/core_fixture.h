@@ -67,6 +67,10 @@ class CoreTest : public ::testing::Test {
   // The handler accepts the arguments and answers the value written as `expected`.
   void expect_answer(VKL_Handler handler, const std::string& expected) {
     ASSERT_EQ(call(handler), 1);
+    expect_result_text(expected);
+  }
+  // The result cell holds the value written as `expected`.
+  void expect_result_text(const std::string& expected) {
     char* text = VKL_ObjToStr(L, &result, 1);
     EXPECT_EQ(std::string(text ? text : ""), expected);
     VKL_Free(text);
