@@ -56,6 +56,7 @@
 #include <array>
 #include <cmath>
 #include <cstdint>
+#include <cstring>
 #include <type_traits>
 #include <utility>
 
@@ -211,6 +212,21 @@ bool for_each_data_cell(const VKL_Matrix* m, Visit&& visit) {
 template <class Op>
 concept HasElement = requires(double x) { Op::element(x); };
 
+// Element i of a typed buffer through Op::element; for a double buffer and an operation with a
+// Doubles2 form, also elements i and i + 1 at once.
+template <class Op, class T>
+struct ElementAt {
+  const T* in;
+  auto operator()(int64_t i) const { return Op::element(in[i]); }
+  Doubles2 pair(int64_t i) const
+    requires std::is_same_v<T, double> && requires(Doubles2 v) { Op::element(v); }
+  {
+    Doubles2 v;
+    std::memcpy(&v, in + i, sizeof v);
+    return Op::element(v);
+  }
+};
+
 template <class Op>
 concept HasOther = requires(VKL_State* L, const TObject* x, TObject* const* t) {
   { Op::other(L, x, t) } -> std::same_as<bool>;
@@ -279,8 +295,7 @@ class UnaryWalk : public WalkBase {
     if constexpr (HasElement<Op>) {
       if (numeric_elements(fm)) {
         return with_elements(fm, [&]<class T>(const T* in) {
-          return map_into<Op::kOutputs>(L, fm, t.data(),
-                                        [in](int64_t i) { return Op::element(in[i]); });
+          return map_into<Op::kOutputs>(L, fm, t.data(), ElementAt<Op, T>{in});
         });
       }
     }

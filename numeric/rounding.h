@@ -17,9 +17,10 @@ namespace vkl::numeric::rounding {
 inline double trunc(double x) { return std::trunc(x); }
 inline double ceil(double x) { return std::ceil(x); }
 inline double floor(double x) { return std::floor(x); }
-// The kernel's rounding (VKL_Round with no decimals: half to even), inlined for the loops.
-inline double round(double x) { return vkl_round_half_even(x); }
-inline double simpleround(double x) { return vkl_round_half_away(x); }
+// The kernel's rounding to whole numbers (half to even; half away from zero after the nudge),
+// inlined for the loops, over doubles and two doubles at a time.
+inline constexpr auto round = [](auto x) { return vkl::round_half_even(x); };
+inline constexpr auto simpleround = [](auto x) { return vkl::round_half_away(x); };
 inline double frac(double x) { return x - std::trunc(x); }
 
 inline int sign(double x) {

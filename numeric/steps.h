@@ -24,8 +24,9 @@ template <double (*F)(double)>
 inline constexpr VKL_Handler real_unary = unary<RealStep<F>>;
 
 // A whole number from a real function, in the narrowest kind that holds it; integers are
-// their own value.
-template <double (*F)(double)>
+// their own value. F is a function of doubles, or an object that also takes Doubles2, which a
+// fixed matrix of doubles then runs through two elements at a time.
+template <auto F>
 struct NarrowedStep {
   static constexpr int kOutputs = 0;
   static bool scalar(VKL_State*, const TObject* x, TObject* const* t) {
@@ -36,10 +37,15 @@ struct NarrowedStep {
     return true;
   }
   static double element(double x) { return F(x); }
+  static Doubles2 element(Doubles2 x)
+    requires requires { F(x); }
+  {
+    return F(x);
+  }
 };
 
 // A whole number from a real function, converted to 32 or 64 bits with no range check.
-template <double (*F)(double)>
+template <auto F>
 struct Int32Step {
   static constexpr int kOutputs = 0;
   static bool scalar(VKL_State*, const TObject* x, TObject* const* t) {
@@ -48,7 +54,7 @@ struct Int32Step {
   }
   static double element(double x) { return to_int32(F(x)); }
 };
-template <double (*F)(double)>
+template <auto F>
 struct Int64Step {
   static constexpr int kOutputs = 0;
   static bool scalar(VKL_State*, const TObject* x, TObject* const* t) {

@@ -4,7 +4,11 @@
 // element.
 #include <vkl/kernel.h>
 
+#include <vkl/numbers.h>
+
+#include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <vector>
 
 #include "numeric/apply.h"
@@ -21,6 +25,7 @@ using namespace vkl::numeric;
 constexpr VKL_Handler kAbs = unary<rounding::Abs>;
 constexpr VKL_Handler kExp = real_unary<logpow::exp>;
 constexpr VKL_Handler kRound = unary<NarrowedStep<rounding::round>>;
+constexpr VKL_Handler kSimpleRound = unary<NarrowedStep<rounding::simpleround>>;
 constexpr VKL_Handler kSinCos = unary<trig::SinCos>;
 constexpr VKL_Handler kFrexp = unary<logpow::Frexp>;
 constexpr VKL_Handler kPower = binary<RealPairStep<4, two_argument::power>>;
@@ -92,6 +97,47 @@ TEST_F(NumericTest, FixedMatrixIntegerEdges) {
   const auto* out = static_cast<const int32_t*>(VKL_FMGetBuffer(fixed_of(&result)));
   EXPECT_EQ(out[0], INT32_MIN);  // a 32-bit element stays 32 bits, as two's complement
   EXPECT_EQ(out[1], 7);
+}
+
+// A fixed matrix of doubles is rounded two elements at a time (the last one alone when the count
+// is odd); every element must come out as the same call on the number alone gives it.
+TEST_F(NumericTest, FixedMatrixRoundingAgreesWithNumbers) {
+  const double values[] = {0.0, -0.0, 0.5, -0.5, 1.5, 2.5, -2.5, 0.49999999999999994,
+                           -0.49999999999999994, 1.005 * 100, 0x1p-30, 0x1p-31, 0x1p29 - 0.5,
+                           4503599627370495.5, -4503599627370497.0, 1e300, -INFINITY, NAN,
+                           5e-324, -2147483648.5, 2147483647.5};
+  const int64_t count = std::size(values);
+  const int64_t dims[] = {count};
+  args.assign(1, TObject{VKL_TNIL, {}});
+  VKL_FixedMatrix* fm = VKL_CreateFixedMatrix(L, &args[0], VKL_FM_DOUBLE, 1, dims);
+  std::copy(std::begin(values), std::end(values), static_cast<double*>(VKL_FMGetBuffer(fm)));
+  for (VKL_Handler handler : {kRound, kSimpleRound}) {
+    ASSERT_EQ(call(handler), 1);
+    TObject matrix = result;
+    vkl_put_nil(&result);
+    const auto* out = static_cast<const double*>(VKL_FMGetBuffer(fixed_of(&matrix)));
+    TObject number{VKL_TNIL, {}};
+    for (int64_t i = 0; i < count; ++i) {
+      SCOPED_TRACE(values[i]);
+      VKL_SetReal(L, &number, values[i]);
+      ASSERT_EQ(handler(L, &number, 1, &result), 1);
+      const double alone = VKL_AsDouble(&result);
+      EXPECT_TRUE(std::isnan(alone) ? std::isnan(out[i]) : out[i] == alone);
+      if (result.tag == VKL_TREAL) {
+        EXPECT_EQ(std::signbit(out[i]), std::signbit(alone));
+      }
+    }
+    EXPECT_TRUE(std::signbit(out[1]));  // -0.0 stays -0.0 in a matrix of doubles
+    VKL_FreeObjectContent(L, &matrix);
+  }
+  // What the kernel answers for some of them, ties to even and away from zero (after a nudge
+  // of 1e-16 of the mantissa, which carries 0.49999999999999994 to 1).
+  EXPECT_EQ(VKL_Round(-2.5, 0), -2.0);
+  EXPECT_EQ(VKL_SimpleRound(-2.5, 0), -3.0);
+  EXPECT_EQ(VKL_SimpleRound(0.49999999999999994, 0), 1.0);
+  EXPECT_EQ(VKL_SimpleRound(0x1p-31, 0), 0.0);
+  EXPECT_TRUE(std::signbit(VKL_SimpleRound(-0.0, 0)));
+  EXPECT_EQ(VKL_Round(4503599627370495.5, 0), 4503599627370496.0);
 }
 
 TEST_F(NumericTest, FixedMatrixOfCellsGivesNestedTables) {
