@@ -17,7 +17,9 @@
 #include "plugin/args.h"
 #include "plugin/createobject.h"
 #include "plugin/module_functions.h"
+#include "system/handles.h"
 #include "system/named_mutex.h"
+#include "system/runtime.h"
 
 namespace vkl::plugin {
 namespace {
@@ -84,14 +86,37 @@ void* create_mutex(VKL_State* L, TObject* args, int nargs) {
   return record;
 }
 
-// Releases a held mutex once, whatever the count, and closes it.
+// Whether the object's handle is in the handle space now. Its number cannot belong to
+// anything else there: the object keeps the handle open, so the number is not reused.
+bool handed_out(const MutexRecord* record) {
+  return system::handle_kind(record->handle) != nullptr;
+}
+
+// Releases a held mutex once, whatever the count, and closes it, in the handle space too: the
+// number getHandle gave out dies with the object.
 void free_mutex(VKL_State*, void* data) {
   auto* record = static_cast<MutexRecord*>(data);
   if (record->handle) {
     if (record->lock_count != 0) system::named_mutex_release(record->handle);
+    if (handed_out(record)) system::close_handle(record->handle);
     system::named_mutex_close(record->handle);
   }
   delete record;
+}
+
+// getHandle(): the object's handle, entered in the handle space (sharing the handle, which
+// sysclosehandle may then close without closing the object's); 0 without a system mutex
+int get_handle_method(VKL_State* L, MutexRecord* record, TObject* result) {
+  intptr_t handle = record->handle;
+  if (handle && !handed_out(record)) {
+    system::named_mutex_share(handle);
+    if (!system::register_mutex_handle(handle)) {
+      system::named_mutex_close(handle);
+      handle = 0;
+    }
+  }
+  VKL_SetIntPtr(L, result, handle);
+  return 1;
 }
 
 // Wait(ms): 0 acquired, 128 abandoned, 258 timed out, -1 failed; a held object only counts
@@ -128,10 +153,8 @@ int mutex_method(VKL_State* L, void* data, const char* method, TObject* args, in
   if (strcasecmp(method, "Wait") == 0 && nargs == 1)
     return wait_method(L, record, args, nargs, result);
   if (strcasecmp(method, "Release") == 0 && nargs == 0) return release_method(L, record, result);
-  if (strcasecmp(method, "getHandle") == 0 && nargs == 0) {
-    VKL_SetIntPtr(L, result, record->handle);
-    return 1;
-  }
+  if (strcasecmp(method, "getHandle") == 0 && nargs == 0)
+    return get_handle_method(L, record, result);
   return -1;
 }
 

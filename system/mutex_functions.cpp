@@ -33,6 +33,12 @@ const HandleKind kMutexHandle = {"mutex", named_mutex_wait, give_back, nullptr, 
 
 }  // namespace
 
+bool register_mutex_handle(intptr_t handle) {
+  if (register_handle(handle, &kMutexHandle)) return true;
+  set_last_error(ENOMEM);
+  return false;
+}
+
 // syscreatemutex([name [, initialOwner]]): a handle of the named mutex (private without a name
 // or with ""), owned at once when asked and newly made; 0 when the system cannot make it. The
 // last error is EEXIST when the name already had a mutex, else 0.
@@ -43,10 +49,9 @@ int syscreatemutex(VKL_State* L, TObject* args, int nargs, TObject* result) {
   const bool initial_owner = nargs == 2 && VKL_AsBool(plugin::arg_at(args, 1));
   bool created = true;
   const intptr_t handle = name.empty() ? named_mutex_open_private() : named_mutex_open(name, &created);
-  if (handle && !register_handle(handle, &kMutexHandle)) {
+  if (handle && !register_mutex_handle(handle)) {
     named_mutex_close(handle);
     VKL_SetIntPtr(L, result, 0);
-    set_last_error(ENOMEM);
     return 1;
   }
   if (handle) {

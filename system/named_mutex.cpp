@@ -49,8 +49,10 @@ struct Mapping {
 };
 
 // What a handle points at: every open gets its own, as the system's handles are distinct.
+// A shared handle is closed once by each holder.
 struct Handle {
   Mapping* mapping;
+  std::atomic<int> holders{1};
 };
 
 std::mutex g_registry_lock;
@@ -269,9 +271,14 @@ bool named_mutex_release(intptr_t handle) {
   return true;
 }
 
+void named_mutex_share(intptr_t handle) {
+  if (handle) ++reinterpret_cast<Handle*>(handle)->holders;
+}
+
 void named_mutex_close(intptr_t handle) {
   Mapping* mapping = mapping_of(handle);
   if (!mapping) return;
+  if (--reinterpret_cast<Handle*>(handle)->holders > 0) return;
   delete reinterpret_cast<Handle*>(handle);
   std::lock_guard<std::mutex> guard(g_registry_lock);
   if (--mapping->opens > 0 || mapping->held.load() > 0) return;

@@ -25,8 +25,13 @@ int named_mutex_wait(intptr_t handle, int64_t ms);
 // Gives up one level of ownership; false when the calling thread does not own the mutex.
 bool named_mutex_release(intptr_t handle);
 
-// Closes a handle from named_mutex_open. The mutex itself stays while other handles (of any
-// process) are open or a thread of this process holds it; the last close removes it.
+// One more holder of the handle, which then closes it once more before it is gone; lets two
+// owners (an object and the handle space) share a handle without closing it under each other.
+void named_mutex_share(intptr_t handle);
+
+// Closes a handle from named_mutex_open (once per holder). The mutex itself stays while other
+// handles (of any process) are open or a thread of this process holds it; the last close
+// removes it.
 void named_mutex_close(intptr_t handle);
 
 // The shared-memory object that holds the mutex of that name ("/" and a name the system

@@ -30,6 +30,9 @@ int pluginpath(VKL_State* L, TObject* args, int nargs, TObject* result);
 // Mutex handles (mutex_functions.cpp).
 int syscreatemutex(VKL_State* L, TObject* args, int nargs, TObject* result);
 int sysreleasemutex(VKL_State* L, TObject* args, int nargs, TObject* result);
+// Enters a handle from named_mutex_open in the handle space, where it is waited for, released
+// and closed like one from syscreatemutex; false (the handle not entered) when it cannot be.
+bool register_mutex_handle(intptr_t handle);
 int sqlerrormsg(VKL_State* L, TObject* args, int nargs, TObject* result);
 int no_component_objects(VKL_State* L, TObject* args, int nargs, TObject* result);
 int coinitialize(VKL_State* L, TObject* args, int nargs, TObject* result);
