@@ -9,6 +9,7 @@
 
 #include "plugin/args.h"
 #include "system/exec_state.h"
+#include "system/named_mutex.h"
 #include "system/process.h"
 #include "system/sys_right.h"
 
@@ -134,7 +135,10 @@ int systerminate(VKL_State* L, TObject* args, int nargs, TObject*) {
   if (!has_sys_right(L) || nargs > 2 || (nargs >= 1 && !plugin::arg_int(args, nargs, 0, &code)) ||
       (nargs == 2 && !plugin::arg_is_number(args, nargs, 1)))
     return 0;
-  if (nargs < 2) os::exit_process(code);
+  if (nargs < 2) {
+    named_mutex_let_go_all();
+    os::exit_process(code);
+  }
   terminate_process(VKL_AsIntPtr(arg_at(args, 1)), code);
   return 1;
 }

@@ -34,6 +34,12 @@ void named_mutex_share(intptr_t handle);
 // removes it.
 void named_mutex_close(intptr_t handle);
 
+// Lets go of every mutex of this process that none of its threads holds, and removes the
+// names it alone has open, so that an ending process leaves no object behind but the ones
+// other processes still use. Runs at exit by itself; for an exit that skips the exit
+// handlers, called before it. The handles of the mutexes let go of fail afterwards.
+void named_mutex_let_go_all();
+
 // The shared-memory object that holds the mutex of that name ("/" and a name the system
 // accepts: bytes it refuses are mapped out, and very long names are shortened with a hash).
 std::string named_mutex_object_name(std::string_view name);

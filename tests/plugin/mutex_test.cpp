@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <climits>
+#include <cstdlib>
 #include <future>
 #include <memory>
 #include <string>
@@ -144,6 +145,42 @@ TEST(NamedMutex, EveryOpenIsAHandleOfItsOwnAndTheLastCloseRemovesTheObject) {
   named_mutex_close(kept);
   EXPECT_TRUE(name.exists());
   EXPECT_EQ(wait_from_other_thread(name.str(), 0), kWaitTimedOut);
+}
+
+TEST(NamedMutex, AnEndingProcessLeavesOnlyTheObjectsOthersStillUse) {
+  MutexName opened(unique("plugin_test_exit_opened"));
+  MutexName held(unique("plugin_test_exit_held"));
+  MutexName shared(unique("plugin_test_exit_shared"));
+  const intptr_t mine = named_mutex_open(shared.str());
+  ASSERT_NE(mine, 0);
+  pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    // Ends normally with every handle open and two mutexes held.
+    named_mutex_open(opened.str());
+    const intptr_t h = named_mutex_open(held.str());
+    const intptr_t s = named_mutex_open(shared.str());
+    std::exit(named_mutex_wait(h, 0) == kWaitAcquired && named_mutex_wait(s, 0) == kWaitAcquired
+                  ? 0
+                  : 1);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+  EXPECT_FALSE(opened.exists());
+  EXPECT_FALSE(held.exists());
+  EXPECT_TRUE(shared.exists());
+  EXPECT_EQ(named_mutex_wait(mine, 1000), kWaitAbandoned);
+  EXPECT_TRUE(named_mutex_release(mine));
+
+  // A forked child inherits the mapping but was never counted in the object.
+  child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) std::exit(0);
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_TRUE(shared.exists());
+  named_mutex_close(mine);
+  EXPECT_FALSE(shared.exists());
 }
 
 TEST(NamedMutex, PrivateMutexesAreDistinctAndLeaveNoObject) {
