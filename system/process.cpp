@@ -126,14 +126,14 @@ bool command_arguments(const TObject* cell, bool wide_call, std::vector<std::str
       if ((!vkl_is_string_tag(element->tag) && element->tag != VKL_TWSTRING) ||
           !text_for_call(element, wide_call, &text))
         return false;
-      append_quoted_argument(&line, text);
+      append_quoted_argument(&line, text, !wide_call);
       return true;
     });
     if (!all_texts) return false;
   } else if (!text_for_call(o, wide_call, &line)) {
     return false;
   }
-  *argv = split_command_line(line);
+  *argv = split_command_line(line, !wide_call);
   return true;
 }
 

@@ -133,32 +133,58 @@ TEST_F(ProcessTest, ALongSleepEndsOnAStopRequest) {
 
 TEST(CommandLine, SplitsByTheQuotingRules) {
   using Args = std::vector<std::string>;
-  EXPECT_EQ(split_command_line(""), Args{});
-  EXPECT_EQ(split_command_line("  \t "), Args{});
-  EXPECT_EQ(split_command_line("prog a  b\tc"), (Args{"prog", "a", "b", "c"}));
-  // the program name knows no escapes
-  EXPECT_EQ(split_command_line("\"C:\\dir x\\\" y"), (Args{"C:\\dir x\\", "y"}));
-  EXPECT_EQ(split_command_line("p \"a b\"c \"\""), (Args{"p", "a bc", ""}));
-  // backslashes: literal unless before a quote; 2n -> n and a grouping quote, 2n+1 -> n and "
-  EXPECT_EQ(split_command_line("p a\\\\b \\\\\"x y\" \\\"q"),
-            (Args{"p", "a\\\\b", "\\x y", "\"q"}));
-  EXPECT_EQ(split_command_line("p \"a\"\"b\" \"open end"), (Args{"p", "a\"b", "open end"}));
-  EXPECT_EQ(split_command_line("p trail\\"), (Args{"p", "trail\\"}));
+  const auto split = [](std::string_view line) { return split_command_line(line, false); };
+  EXPECT_EQ(split(""), Args{});
+  EXPECT_EQ(split("  \t "), Args{});
+  EXPECT_EQ(split("prog a  b\tc"), (Args{"prog", "a", "b", "c"}));
+  // the program name knows no escapes outside quotes
+  EXPECT_EQ(split("C:\\dir\\\"x y\" z"), (Args{"C:\\dir\\x y", "z"}));
+  EXPECT_EQ(split("p \"a b\"c \"\""), (Args{"p", "a bc", ""}));
+  // outside quotes: backslashes literal unless before a quote; 2n -> n and a grouping quote,
+  // 2n+1 -> n and "
+  EXPECT_EQ(split("p a\\\\b \\\\\"x y\" \\\"q"), (Args{"p", "a\\\\b", "\\x y", "\"q"}));
+  // inside quotes: "" is ", the run before the closing quote is one fewer, others literal
+  EXPECT_EQ(split("p \"a\"\"b\" \"open end"), (Args{"p", "a\"b", "open end"}));
+  EXPECT_EQ(split("p \"a\\\\\" \"x\\y\\\"\"\""), (Args{"p", "a\\", "x\\y\\\""}));
+  EXPECT_EQ(split("p trail\\"), (Args{"p", "trail\\"}));
 }
 
+// Quoting then splitting gives back every non-empty argument list, the program included.
 TEST(CommandLine, QuotedArgumentsSplitBackIntoThemselves) {
-  const std::vector<std::string> args = {"prog",   "a b", "c\"d",  "e\\",
-                                         "x\\y z", "\"",  "plain", "tab\there"};
+  const std::vector<std::vector<std::string>> lists = {
+      {"prog", "a b", "c\"d", "e\\", "x\\y z", "\"", "plain", "tab\there"},
+      {"a\\\"b", "a\\\\\"b", "e\\\\", "e\\\\\\", "\\", "\\\\", "\"\\", "x\"", "\"\"", "a b\\\\"},
+      {"C:\\dir x\\", "\"q\" \\\"", "\\\"", " ", "\t\\"},
+  };
+  for (const auto& args : lists) {
+    std::string line;
+    for (const std::string& a : args) append_quoted_argument(&line, a, false);
+    EXPECT_EQ(split_command_line(line, false), args) << line;
+  }
   std::string line;
-  for (const std::string& a : args) append_quoted_argument(&line, a);
-  EXPECT_EQ(line, "prog \"a b\" \"c\"\"d\" \"e\\\\\" \"x\\y z\" \"\"\"\" plain tab\there");
-  std::vector<std::string> expected = args;
-  expected.back() = "tab";
-  expected.push_back("here");
-  EXPECT_EQ(split_command_line(line), expected);
+  append_quoted_argument(&line, "a b", false);
+  append_quoted_argument(&line, "c\"d", false);
+  append_quoted_argument(&line, "e\\", false);
+  EXPECT_EQ(line, "\"a b\" \"c\"\"d\" \"e\\\\\"");
   line.clear();
-  append_quoted_argument(&line, "");
+  append_quoted_argument(&line, "", false);
   EXPECT_EQ(line, "");
+}
+
+// In the host code page GBK, a double-byte character whose trail byte is a backslash is one
+// character: it is neither doubled at the end of an argument nor an escape before a quote.
+TEST(CommandLine, DoubleByteTrailBackslashesAreNotBackslashes) {
+  const int saved = VKL_GetCodePage();
+  ASSERT_TRUE(VKL_SetCodePage(936));
+  const std::string trail = "\x84\x5C";  // one GBK character
+  const std::vector<std::string> args = {"p" + trail, trail, "a " + trail, trail + "\"x",
+                                         trail + "\\", trail + "\\ " + trail};
+  std::string line;
+  for (const std::string& a : args) append_quoted_argument(&line, a, true);
+  EXPECT_EQ(line.substr(0, 6), "p" + trail + " " + trail) << "bare, nothing doubled";
+  EXPECT_EQ(split_command_line(line, true), args) << line;
+  EXPECT_NE(split_command_line(line, false), args) << "bytes alone would misread it";
+  VKL_SetCodePage(saved);
 }
 
 }  // namespace
