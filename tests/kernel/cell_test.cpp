@@ -1,13 +1,16 @@
 // Cells: layout, accessors, ownership, exact memory accounting, conversions, boxes, copies.
 #include <gtest/gtest.h>
+#include <malloc.h>
 
 #include <algorithm>
+#include <cstring>
 #include <cmath>
 #include <limits>
 #include <string_view>
 #include <vector>
 
 #include <vkl/payload.h>
+#include <vkl/vk_strings.h>
 
 #include "kernel_fixture.h"
 
@@ -79,6 +82,31 @@ TEST_F(CellTest, StringsCountTheirBytesExactly) {
   EXPECT_EQ(VKL_GetMemUsed(L), 0);
   EXPECT_EQ(vkl_owned(&a), 0);
   EXPECT_EQ(VKL_StringLen(&a), 8);
+}
+
+// A text handed over with ownership is kept in its own buffer (no copy) and counted at its
+// length; a much larger buffer is shrunk first; over the limit it is refused and released.
+TEST_F(CellTest, AdoptedTextsKeepTheirBuffer) {
+  auto* small = static_cast<char*>(VKL_Malloc(4));
+  std::memcpy(small, "xyz", 4);
+  ASSERT_TRUE(VKL_SetString2(L, &a, small, 3, 1));
+  EXPECT_EQ(vkl_ptr(&a), small);
+  EXPECT_EQ(VKL_GetMemUsed(L), 4);
+
+  auto* big = static_cast<char*>(VKL_Malloc(1 << 20));
+  std::memcpy(big, u"ab", 6);
+  ASSERT_TRUE(VKL_SetWString2(L, &b, reinterpret_cast<vkl_wchar*>(big), 2, 1));
+  EXPECT_EQ(VKL_GetMemUsed(L), 4 + 6);
+  EXPECT_LT(malloc_usable_size(vkl_ptr(&b)), 1u << 16);
+  EXPECT_EQ(VKL_WStringLen(&b), 2);
+
+  auto* refused = static_cast<char*>(VKL_Malloc(6));
+  std::memcpy(refused, "hello", 6);
+  VKL_SetMemLimit(L, VKL_GetMemUsed(L) + 5);
+  EXPECT_FALSE(VKL_SetString2(L, &c, refused, 5, 1));
+  VKL_SetMemLimit(L, -1);
+  EXPECT_EQ(c.tag, VKL_TNIL);
+  EXPECT_EQ(VKL_GetMemUsed(L), 4 + 6);
 }
 
 TEST_F(CellTest, SettingFromItsOwnTextAndCopiesNeverShareBuffers) {
