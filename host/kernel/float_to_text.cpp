@@ -99,70 +99,10 @@ void put_currency(TextOut<Char>& out, const Decimal& d, int decimals,
   }
 }
 
-// ---- Straight from std::to_chars ----
-// to_chars gives correctly rounded digits but breaks exact ties to even, so a value on a tie
-// (and zero, NaN and infinities) takes the Decimal route; everything else is written from
-// to_chars' text without building a Decimal.
-
-// Digits of `digits` with `thousands` (0: none) between groups of three from the right.
-template <class Char>
-void put_grouped(TextOut<Char>& out, std::string_view digits, Char thousands) {
-  if (!thousands) return out.put_ascii(digits);
-  for (size_t i = 0; i < digits.size(); ++i) {
-    out.put(static_cast<Char>(digits[i]));
-    const size_t left = digits.size() - 1 - i;
-    if (left > 0 && left % 3 == 0) out.put(thousands);
-  }
-}
-
-// General format of a finite nonzero double, as put_general writes it; false, having written
-// nothing, on a tie.
-template <class Char>
-bool put_general_direct(TextOut<Char>& out, double x, int precision, int exp_digits,
-                        Char decimal) {
-  char sci[48];
-  const char* end =
-      std::to_chars(sci, sci + sizeof sci, std::fabs(x), std::chars_format::scientific,
-                    precision - 1)
-          .ptr;
-  // "d.ddde+XX" or "de+XX"
-  const char* e = end - 1;
-  while (*e != 'e') --e;
-  int exp10 = 0;
-  for (const char* p = e + 2; p < end; ++p) exp10 = exp10 * 10 + (*p - '0');
-  if (e[1] == '-') exp10 = -exp10;
-  const int exponent = exp10 + 1;  // the value is 0.d1d2... * 10^exponent
-  if (is_exact_tie(x, exponent - precision)) return false;
-  char digits[24];
-  int count = 0;
-  digits[count++] = sci[0];
-  for (const char* p = sci + 2; p < e; ++p) digits[count++] = *p;
-  while (count > 1 && digits[count - 1] == '0') --count;
-  const std::string_view all(digits, static_cast<size_t>(count));
-
-  if (x < 0) out.put(Char('-'));
-  if (exponent > precision || exponent < -3) {
-    out.put(static_cast<Char>(digits[0]));
-    if (count > 1) {
-      out.put(decimal);
-      out.put_ascii(all.substr(1));
-    }
-    put_exponent(out, Char('E'), exp10, false, exp_digits);
-  } else if (exponent <= 0) {
-    out.put(Char('0'));
-    out.put(decimal);
-    out.fill(Char('0'), -exponent);
-    out.put_ascii(all);
-  } else {
-    out.put_ascii(all.substr(0, static_cast<size_t>(std::min(count, exponent))));
-    out.fill(Char('0'), exponent - count);
-    if (count > exponent) {
-      out.put(decimal);
-      out.put_ascii(all.substr(static_cast<size_t>(exponent)));
-    }
-  }
-  return true;
-}
+// ---- Without a Decimal ----
+// Digits come from exact integer arithmetic on the double's bits where the scaled value fits in
+// 64 bits, otherwise from std::to_chars; to_chars breaks exact ties to even, so a value on a
+// tie there (and zero, NaN and infinities) takes the Decimal route.
 
 __extension__ typedef unsigned __int128 Wide128;
 
@@ -187,6 +127,117 @@ uint64_t scaled_to_integer(double x, int decimals) {
   const Wide128 whole = n >> shift;
   const Wide128 rest = n - (whole << shift);
   return static_cast<uint64_t>(whole) + (rest >= (Wide128{1} << (shift - 1)) ? 1 : 0);
+}
+
+
+// Digits of `digits` with `thousands` (0: none) between groups of three from the right.
+template <class Char>
+void put_grouped(TextOut<Char>& out, std::string_view digits, Char thousands) {
+  if (!thousands) return out.put_ascii(digits);
+  for (size_t i = 0; i < digits.size(); ++i) {
+    out.put(static_cast<Char>(digits[i]));
+    const size_t left = digits.size() - 1 - i;
+    if (left > 0 && left % 3 == 0) out.put(thousands);
+  }
+}
+
+// Significant digits without trailing zeros: the value is 0.d1d2... * 10^exponent.
+struct Significant {
+  char digits[24];
+  int count;
+  int exponent;
+};
+
+// The first `precision` (at most 16) significant digits of a finite nonzero x, rounded half
+// away from zero in integer arithmetic; false when |x| * 10^scale leaves 64 bits or x is
+// subnormal.
+bool exact_significant(double x, int precision, Significant& s) {
+  const auto [mantissa, q] = binary_parts(x);
+  if (precision > 16 || mantissa < (uint64_t{1} << 52)) return false;
+  // floor(log10(2^(q + 52))) is the decimal exponent or one below it; a miss is corrected.
+  int e10 = ((q + 52) * 78913) >> 18;
+  for (int attempt = 0; attempt < 3; ++attempt) {
+    const int scale = precision - 1 - e10;
+    if (scale < 0 || scale > 18) return false;
+    const uint64_t n = scaled_to_integer(x, scale);
+    if (n < kTensU64[precision - 1]) {
+      --e10;
+    } else if (n > kTensU64[precision]) {
+      ++e10;
+    } else if (n == kTensU64[precision]) {  // rounded up to the next power of ten
+      s.digits[0] = '1';
+      s.count = 1;
+      s.exponent = e10 + 2;
+      return true;
+    } else {
+      s.count = static_cast<int>(std::to_chars(s.digits, s.digits + sizeof s.digits, n).ptr -
+                                 s.digits);
+      while (s.count > 1 && s.digits[s.count - 1] == '0') --s.count;
+      s.exponent = e10 + 1;
+      return true;
+    }
+  }
+  return false;
+}
+
+// The same from to_chars' scientific text; false on a tie.
+bool scientific_significant(double x, int precision, Significant& s) {
+  char sci[48];
+  const char* end =
+      std::to_chars(sci, sci + sizeof sci, std::fabs(x), std::chars_format::scientific,
+                    precision - 1)
+          .ptr;
+  // "d.ddde+XX" or "de+XX"
+  const char* e = end - 1;
+  while (*e != 'e') --e;
+  int exp10 = 0;
+  for (const char* p = e + 2; p < end; ++p) exp10 = exp10 * 10 + (*p - '0');
+  if (e[1] == '-') exp10 = -exp10;
+  s.exponent = exp10 + 1;
+  if (is_exact_tie(x, s.exponent - precision)) return false;
+  s.count = 0;
+  s.digits[s.count++] = sci[0];
+  for (const char* p = sci + 2; p < e; ++p) s.digits[s.count++] = *p;
+  while (s.count > 1 && s.digits[s.count - 1] == '0') --s.count;
+  return true;
+}
+
+// General format of a finite nonzero double, as put_general writes it; false, having written
+// nothing, on a tie.
+template <class Char>
+bool put_general_direct(TextOut<Char>& out, double x, int precision, int exp_digits,
+                        Char decimal) {
+  Significant s;
+  if (!exact_significant(x, precision, s) && !scientific_significant(x, precision, s))
+    return false;
+  const char* digits = s.digits;
+  const int count = s.count;
+  const int exponent = s.exponent;
+  const int exp10 = exponent - 1;
+  const std::string_view all(digits, static_cast<size_t>(count));
+
+  if (x < 0) out.put(Char('-'));
+  if (exponent > precision || exponent < -3) {
+    out.put(static_cast<Char>(digits[0]));
+    if (count > 1) {
+      out.put(decimal);
+      out.put_ascii(all.substr(1));
+    }
+    put_exponent(out, Char('E'), exp10, false, exp_digits);
+  } else if (exponent <= 0) {
+    out.put(Char('0'));
+    out.put(decimal);
+    out.fill(Char('0'), -exponent);
+    out.put_ascii(all);
+  } else {
+    out.put_ascii(all.substr(0, static_cast<size_t>(std::min(count, exponent))));
+    out.fill(Char('0'), exponent - count);
+    if (count > exponent) {
+      out.put(decimal);
+      out.put_ascii(all.substr(static_cast<size_t>(exponent)));
+    }
+  }
+  return true;
 }
 
 // Fixed and number formats of a double whose integer digits fit the precision, as put_fixed
