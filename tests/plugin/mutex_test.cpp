@@ -156,11 +156,14 @@ TEST(NamedMutex, AnEndingProcessLeavesOnlyTheObjectsOthersStillUse) {
   pid_t child = fork();
   ASSERT_GE(child, 0);
   if (child == 0) {
-    // Ends normally with every handle open and two mutexes held.
-    named_mutex_open(opened.str());
-    const intptr_t h = named_mutex_open(held.str());
-    const intptr_t s = named_mutex_open(shared.str());
-    std::exit(named_mutex_wait(h, 0) == kWaitAcquired && named_mutex_wait(s, 0) == kWaitAcquired
+    // Ends normally with every handle open (kept where the leak checker sees them) and two
+    // mutexes held.
+    static intptr_t open_handles[3];
+    open_handles[0] = named_mutex_open(opened.str());
+    open_handles[1] = named_mutex_open(held.str());
+    open_handles[2] = named_mutex_open(shared.str());
+    std::exit(named_mutex_wait(open_handles[1], 0) == kWaitAcquired &&
+                      named_mutex_wait(open_handles[2], 0) == kWaitAcquired
                   ? 0
                   : 1);
   }
