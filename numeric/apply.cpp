@@ -133,6 +133,17 @@ bool WalkBase::slots(const TObject* key, TObject* const* tables, TObject** out, 
   return true;
 }
 
+bool WalkBase::TableFill::slots(const WalkBase& walk, const TObject* key, TObject* const* tables,
+                                TObject** out, int count) {
+  if (key->tag != VKL_TINT || vkl_int(key) != next_key) return walk.slots(key, tables, out, count);
+  for (int k = 0; k < count; ++k) {
+    out[k] = nullptr;
+    if (tables[k] && !(out[k] = VKL_HashAppend(walk.L, vkl_table(tables[k])))) return false;
+  }
+  ++next_key;
+  return true;
+}
+
 bool WalkBase::index_slots(const int64_t* index, int ndims, TObject* const* tables, TObject** out,
                            int count) const {
   for (int k = 0; k < count; ++k) {

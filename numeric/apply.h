@@ -154,6 +154,13 @@ class WalkBase {
   bool new_matrices(const VKL_Matrix* m, TObject* const* targets, int count) const;
   // The slot for `key` in each target table (null target: null slot); false when refused.
   bool slots(const TObject* key, TObject* const* tables, TObject** out, int count) const;
+  // The same, for tables filled from new with the entries of one table in order: the keys
+  // 0, 1, 2, ... of its array part are appended without building key cells.
+  struct TableFill {
+    int64_t next_key = 0;
+    bool slots(const WalkBase& walk, const TObject* key, TObject* const* tables, TObject** out,
+               int count);
+  };
   // The slot of an index path into nested tables below each target (see walk_cells).
   bool index_slots(const int64_t* index, int ndims, TObject* const* tables, TObject** out,
                    int count) const;
@@ -273,9 +280,13 @@ class UnaryWalk : public WalkBase {
 
   bool table(const VKL_Table* src, const Targets& t) {
     if (!new_tables(src, t.data(), kTargets)) return false;
+    TableFill fill;
     return for_each_entry(src, [&](const TObject* key, TObject* value) {
       Targets sub;
-      return slots(key, t.data(), sub.data(), kTargets) && room() && apply(value, sub);
+      if (!fill.slots(*this, key, t.data(), sub.data(), kTargets)) return false;
+      // A number needs no further walk: its step runs here, saving a level of the recursion.
+      if (is_number(value)) return Op::scalar(L, value, sub.data()) || leaf(value, sub);
+      return room() && apply(value, sub);
     });
   }
 

@@ -53,6 +53,7 @@ class BinaryWalk : public WalkBase {
   bool table(const VKL_Table* src, const TObject* b, const Targets& t) {
     if (!new_tables(src, t.data(), kTargets)) return false;
     const VKL_Table* paired = b && b->tag == VKL_TTABLE ? vkl_table(b) : nullptr;
+    TableFill fill;
     return for_each_entry(src, [&](const TObject* key, TObject* value) {
       TObject* other = const_cast<TObject*>(b);
       if (paired) {
@@ -61,7 +62,8 @@ class BinaryWalk : public WalkBase {
           other = const_cast<TObject*>(b);
       }
       Targets sub;
-      return slots(key, t.data(), sub.data(), kTargets) && room() && apply(value, other, sub);
+      return fill.slots(*this, key, t.data(), sub.data(), kTargets) && room() &&
+             apply(value, other, sub);
     });
   }
 

@@ -307,7 +307,11 @@ std::atomic<uint64_t> next_serial{1};
 
 void destroy_table(VKL_State* L, void* p) {
   auto* t = static_cast<VKL_Table*>(p);
-  for (size_t i = 0; i < t->array.size(); ++i) vkl::release(L, &t->array[i].value);
+  // Numbers and nil hold nothing to let go of; most large tables hold mostly numbers.
+  for (size_t i = 0; i < t->array.size(); ++i) {
+    TObject* value = &t->array[i].value;
+    if (!vkl_is_number_tag(value->tag) && value->tag != VKL_TNIL) vkl::release(L, value);
+  }
   for (size_t i = 0; i < t->entries.size(); ++i) {
     vkl::release(L, &t->entries[i].key);
     vkl::release(L, &t->entries[i].value);
@@ -588,6 +592,14 @@ TObject* VKL_HashSetInt(VKL_State* L, VKL_Table* t, int32_t key) {
 
 TObject* VKL_HashSetInt64(VKL_State* L, VKL_Table* t, int64_t key) {
   return set_by_key(L, t, td::int_key(key));
+}
+
+TObject* VKL_HashAppend(VKL_State* L, VKL_Table* t) {
+  if (!t || t->array.size() >= td::kMaxArray) return nullptr;
+  const size_t k = t->array.size();
+  // The key may sit in the hash part when moving it over ran out of memory.
+  if (t->hash_live > 0) return td::find_or_insert(L, t, td::int_key(static_cast<int64_t>(k)));
+  return array_insert(t, k);
 }
 
 TObject* VKL_HashSetIntPtr(VKL_State* L, VKL_Table* t, intptr_t key) {

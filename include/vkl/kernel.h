@@ -174,6 +174,9 @@ VKL_API TObject* VKL_HashSetInt64(VKL_State* L, VKL_Table* t, int64_t key);
 VKL_API TObject* VKL_HashSetIntPtr(VKL_State* L, VKL_Table* t, intptr_t key);
 VKL_API TObject* VKL_HashSetSZString(VKL_State* L, VKL_Table* t, const char* key);
 VKL_API TObject* VKL_HashSetString(VKL_State* L, VKL_Table* t, const char* key, int64_t len);
+/* VKL_HashSetInt64 of the key that follows the array part (its size, 0 for an empty table):
+ * filling a table with the keys 0, 1, 2, ... in order, without building key cells. */
+VKL_API TObject* VKL_HashAppend(VKL_State* L, VKL_Table* t);
 
 /* Entry counts: all, of the array part, of the hash part. */
 VKL_API int64_t VKL_HashCount(const VKL_Table* t);

@@ -345,6 +345,22 @@ TEST_F(TableTest, KeysMoveFromTheHashPartWhenTheArrayReachesThem) {
   EXPECT_EQ(VKL_HashHashCount(t), 1);
 }
 
+TEST_F(TableTest, AppendingTakesTheKeyAfterTheArrayPart) {
+  VKL_SetInt(L, VKL_HashAppend(L, t), 10);  // key 0 of an empty table
+  set(2, 12);
+  set_field("s", 0);
+  VKL_SetInt(L, VKL_HashAppend(L, t), 11);  // key 1; key 2 follows on from the hash part
+  EXPECT_EQ(keys_in_order(t), "0 1 2 's'");
+  EXPECT_EQ(VKL_HashArrayCount(t), 3);
+  VKL_SetInt(L, VKL_HashAppend(L, t), 13);
+  for (int i = 0; i < 4; ++i) EXPECT_EQ(get(i), 10 + i);
+  // A trailing hole is trimmed on deletion, so the next key is the deleted one again.
+  EXPECT_TRUE(del(3));
+  VKL_SetInt(L, VKL_HashAppend(L, t), 3);
+  EXPECT_EQ(keys_in_order(t), "0 1 2 3 's'");
+  EXPECT_EQ(VKL_HashAppend(L, nullptr), nullptr);
+}
+
 const VKL_BoxType counted_type = {
     "counted", [](VKL_State*, void* data) { ++*static_cast<int*>(data); }, nullptr};
 

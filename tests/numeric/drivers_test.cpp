@@ -140,6 +140,21 @@ TEST_F(NumericTest, FixedMatrixRoundingAgreesWithNumbers) {
   EXPECT_EQ(VKL_Round(4503599627370495.5, 0), 4503599627370496.0);
 }
 
+// Keys after a hole in the array part, integer keys of the hash part and string keys are kept as
+// they are, in order, by both drivers.
+TEST_F(NumericTest, TablesWithHolesKeepTheirKeys) {
+  set_args({"array(-1, -2, -3, -4, \"k\": -5)", "2"});
+  VKL_Table* t = vkl_table(&args[0]);
+  TObject key{VKL_TNIL, {}};
+  vkl_put_int(&key, 1);
+  ASSERT_EQ(VKL_DeleteField(L, t, &key), 1);
+  VKL_SetInt(L, VKL_HashSetInt64(L, t, 7), -7);
+  VKL_SetInt(L, VKL_HashSetInt64(L, t, -1), -8);
+  ASSERT_EQ(kAbs(L, args.data(), 1, &result), 1);
+  expect_result_text("array(1, 2: 3, 3: 4, \"k\": 5, 7: 7, -1: 8)");
+  expect_answer(kPower, "array(1.0, 2: 9.0, 3: 16.0, \"k\": 25.0, 7: 49.0, -1: 64.0)");
+}
+
 TEST_F(NumericTest, FixedMatrixOfCellsGivesNestedTables) {
   set_args({"nil", "2"});  // mode 2: the string passes through
   fixed_arg(0, VKL_FM_CELLS);
