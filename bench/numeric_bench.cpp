@@ -93,7 +93,8 @@ void simpleround_baseline(benchmark::State& s) { plain_loop<plain_simpleround>(s
 void exp_vkl(benchmark::State& s) { fixed_matrix<real_unary<logpow::exp>>(s); }
 void exp_baseline(benchmark::State& s) { plain_loop<plain_exp>(s); }
 
-// abs over a table of reals against building the same table of absolute values directly.
+// abs over a table of reals against building the same table of absolute values directly, by
+// the kernel's quickest way to fill keys 0, 1, 2, ...
 void table_abs_vkl(benchmark::State& state) {
   const std::vector<double>& v = values(kTableEntries);
   TObject arg, result;
@@ -117,7 +118,7 @@ void table_abs_baseline(benchmark::State& state) {
   for (auto _ : state) {
     VKL_Table* t = VKL_NewHashEx(nullptr, &result, kTableEntries, 0);
     for (int64_t i = 0; i < kTableEntries; ++i)
-      VKL_SetReal(nullptr, VKL_HashSetInt64(nullptr, t, i), std::fabs(v[i]));
+      VKL_SetReal(nullptr, VKL_HashAppend(nullptr, t), std::fabs(v[i]));
     VKL_FreeObjectContent(nullptr, &result);
   }
   state.SetItemsProcessed(state.iterations() * kTableEntries);
