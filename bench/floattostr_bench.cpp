@@ -80,21 +80,15 @@ void vk_floattostr(benchmark::State& state) {
 }
 
 void floattostr_handler(benchmark::State& state) {
-  VKL_State* L = VKL_InterpNewState();
-  const VKL_Handler floattostr = plugin_handler(L, "floattostr");
-  if (!floattostr) {
-    state.SkipWithError("libvklcplugin.so or its floattostr not found");
-    VKL_InterpFreeState(L);
-    return;
-  }
+  const BenchHandler floattostr(state, "floattostr");
+  if (!floattostr.call) return;
   TObject arg, result;
   vkl_put_nil(&result);
   over_values(state, [&](double x) {
     vkl_put_real(&arg, x);
-    benchmark::DoNotOptimize(floattostr(L, &arg, 1, &result));
-    VKL_FreeObjectContent(L, &result);
+    benchmark::DoNotOptimize(floattostr.call(floattostr.L, &arg, 1, &result));
+    VKL_FreeObjectContent(floattostr.L, &result);
   });
-  VKL_InterpFreeState(L);
 }
 
 BENCHMARK(snprintf_g15);

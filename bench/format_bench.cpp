@@ -91,24 +91,18 @@ void BM_snprintf(benchmark::State& state) {
 }
 
 void BM_format_handler(benchmark::State& state) {
-  VKL_State* L = VKL_InterpNewState();
-  const VKL_Handler format = plugin_handler(L, "format");
-  if (!format) {
-    state.SkipWithError("libvklcplugin.so or its format not found");
-    VKL_InterpFreeState(L);
-    return;
-  }
+  const BenchHandler format(state, "format");
+  if (!format.call) return;
   std::vector<TObject>& calls = const_cast<Values&>(values()).calls;
   TObject result;
   vkl_put_nil(&result);
   int i = 0;
   for (auto _ : state) {
-    benchmark::DoNotOptimize(format(L, &calls[4 * i], 4, &result));
-    VKL_FreeObjectContent(L, &result);
+    benchmark::DoNotOptimize(format.call(format.L, &calls[4 * i], 4, &result));
+    VKL_FreeObjectContent(format.L, &result);
     i = (i + 1) % kValues;
   }
   state.SetItemsProcessed(state.iterations());
-  VKL_InterpFreeState(L);
 }
 
 BENCHMARK(BM_snprintf);

@@ -22,13 +22,9 @@ using Clock = std::chrono::steady_clock;
 constexpr int64_t kBytes = int64_t{64} << 20;
 
 void BM_Md5_64MiB(benchmark::State& state) {
-  VKL_State* L = VKL_InterpNewState();
-  const VKL_Handler md5 = plugin_handler(L, "md5");
-  if (!md5) {
-    state.SkipWithError("libvklcplugin.so or its md5 not found");
-    VKL_InterpFreeState(L);
-    return;
-  }
+  const BenchHandler md5(state, "md5");
+  if (!md5.call) return;
+  VKL_State* L = md5.L;
   std::vector<unsigned char> bytes(static_cast<size_t>(kBytes));
   std::mt19937_64 gen(1321);
   for (unsigned char& b : bytes) b = static_cast<unsigned char>(gen());
@@ -41,7 +37,7 @@ void BM_Md5_64MiB(benchmark::State& state) {
   double handler_s = 0, direct_s = 0;
   for (auto _ : state) {
     const Clock::time_point h0 = Clock::now();
-    if (!md5(L, args, 2, &result)) {
+    if (!md5.call(L, args, 2, &result)) {
       state.SkipWithError("md5 rejected the call");
       break;
     }
@@ -60,7 +56,6 @@ void BM_Md5_64MiB(benchmark::State& state) {
   state.counters["ratio"] = handler_s > 0 ? direct_s / handler_s : 0;
   VKL_FreeObjectContent(L, &args[0]);
   VKL_FreeObjectContent(L, &result);
-  VKL_InterpFreeState(L);
 }
 BENCHMARK(BM_Md5_64MiB)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(8);
 

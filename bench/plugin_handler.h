@@ -2,7 +2,10 @@
 // dlopen, then PKG_Init registering into the interpreter's table.
 #pragma once
 
+#include <benchmark/benchmark.h>
 #include <dlfcn.h>
+
+#include <string>
 
 #include "vkl/interp.h"
 #include "vkl/kernel.h"
@@ -18,3 +21,23 @@ inline VKL_Handler plugin_handler(VKL_State* L, const char* name) {
   }();
   return loaded ? VKL_FindFunction(name, -1) : nullptr;
 }
+
+// An interpreter state and one of the library's handlers for a benchmark, which is skipped
+// when the handler is missing.
+class BenchHandler {
+ public:
+  BenchHandler(benchmark::State& state, const char* name)
+      : L(VKL_InterpNewState()), call(plugin_handler(L, name)),
+        missing_(std::string("libvklcplugin.so or its ") + name + " not found") {
+    if (!call) state.SkipWithError(missing_.c_str());
+  }
+  ~BenchHandler() { VKL_InterpFreeState(L); }
+  BenchHandler(const BenchHandler&) = delete;
+  BenchHandler& operator=(const BenchHandler&) = delete;
+
+  VKL_State* const L;
+  const VKL_Handler call;
+
+ private:
+  std::string missing_;
+};

@@ -6,7 +6,6 @@
 #include <vkl/vk_filenames.h>
 #include <vkl/vk_strings.h>
 
-#include <new>
 
 #include "text/text_args.h"
 
@@ -95,11 +94,7 @@ int run(VKL_State* L, TObject* args, TObject* result, int code) {
 }  // namespace
 
 int filename_routine(VKL_State* L, TObject* args, TObject* result, int code) {
-  try {
-    return run(L, args, result, code);
-  } catch (const std::bad_alloc&) {
-    return 0;
-  }
+  return unless_out_of_memory([&] { return run(L, args, result, code); });
 }
 
 }  // namespace vkl::text

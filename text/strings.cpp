@@ -6,7 +6,6 @@
 #include <vkl/vk_filenames.h>
 #include <vkl/vk_strings.h>
 
-#include <new>
 #include <string>
 
 #include "text/text_args.h"
@@ -226,19 +225,11 @@ int string_appendstr(VKL_State* L, TObject* args, int nargs, TObject* result) {
   if (nargs < 2) return 0;
   for (int i = 0; i < nargs; ++i)
     if (!is_string(coded_arg(args, i))) return 0;
-  try {
-    return append_pieces(L, args, nargs);
-  } catch (const std::bad_alloc&) {
-    return 0;
-  }
+  return unless_out_of_memory([&] { return append_pieces(L, args, nargs); });
 }
 
 int string_routine(VKL_State* L, TObject* args, TObject* result, int code) {
-  try {
-    return run(L, args, result, code);
-  } catch (const std::bad_alloc&) {
-    return 0;
-  }
+  return unless_out_of_memory([&] { return run(L, args, result, code); });
 }
 
 }  // namespace vkl::text

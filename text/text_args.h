@@ -7,6 +7,7 @@
 #include <vkl/vk_strings.h>
 
 #include <cstdint>
+#include <new>
 #include <string>
 #include <string_view>
 
@@ -55,6 +56,16 @@ class WideText {
   std::u16string owned_;
   std::u16string_view view_;
 };
+
+// The answer of `body`, or 0 when memory runs out on the way.
+template <class Body>
+int unless_out_of_memory(Body body) {
+  try {
+    return body();
+  } catch (const std::bad_alloc&) {
+    return 0;
+  }
+}
 
 inline int set_int(VKL_State* L, TObject* result, int64_t v) {
   VKL_SetIntAuto(L, result, v);
