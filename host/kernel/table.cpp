@@ -335,12 +335,45 @@ size_t whole_pages(size_t bytes) {
   return (bytes + kPageBytes - 1) & ~(kPageBytes - 1);
 }
 
+// The last large buffer this thread freed, kept for the next one it needs: a script that builds
+// and drops big tables in a loop reuses pages that are already mapped instead of having the
+// system fault in and zero fresh ones each time. Its pages are handed back lazily
+// (MADV_FREE), so the system can still reclaim them under memory pressure.
+struct SpareMapping {
+  void* pages = nullptr;
+  size_t bytes = 0;
+  ~SpareMapping() {
+    if (pages) munmap(pages, bytes);
+  }
+};
+thread_local SpareMapping spare;
+
 void* map_pages(size_t bytes) {
-  void* p =
-      mmap(nullptr, whole_pages(bytes), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  const size_t wanted = whole_pages(bytes);
+  if (spare.pages && spare.bytes >= wanted) {
+    void* p = spare.pages;
+    if (spare.bytes > wanted) munmap(static_cast<char*>(p) + wanted, spare.bytes - wanted);
+    spare.pages = nullptr;
+    spare.bytes = 0;
+    return p;
+  }
+  void* p = mmap(nullptr, wanted, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
   if (p == MAP_FAILED) return nullptr;
-  madvise(p, whole_pages(bytes), MADV_HUGEPAGE);
+  madvise(p, wanted, MADV_HUGEPAGE);
   return p;
+}
+
+// Keeps the larger of `p` and the current spare; the other is unmapped.
+void unmap_pages(void* p, size_t bytes) {
+  const size_t mapped = whole_pages(bytes);
+  if (mapped < spare.bytes) {
+    munmap(p, mapped);
+    return;
+  }
+  if (spare.pages) munmap(spare.pages, spare.bytes);
+  madvise(p, mapped, MADV_FREE);
+  spare.pages = p;
+  spare.bytes = mapped;
 }
 
 }  // namespace
@@ -364,7 +397,7 @@ void* buffer_resize(void* p, size_t old_bytes, size_t new_bytes) {
 void buffer_free(void* p, size_t bytes) {
   if (!p) return;
   if (bytes >= kMappedBytes) {
-    munmap(p, whole_pages(bytes));
+    unmap_pages(p, bytes);
   } else {
     std::free(p);
   }

@@ -248,6 +248,32 @@ TEST_F(TableTest, GrowsToAMillionEntriesOfEachKind) {
   }
 }
 
+// Large buffers freed by one table are taken up by the next: a smaller table gets part of
+// them, a larger one grows from them, and neither sees the old contents.
+TEST_F(TableTest, LargeTablesBuiltOneAfterAnother) {
+  const auto fill = [&](VKL_Table* table, int count, int offset) {
+    for (int i = 0; i < count; ++i) VKL_SetInt(L, VKL_HashAppend(L, table), i + offset);
+  };
+  const auto holds = [&](VKL_Table* table, int count, int offset) {
+    if (VKL_HashArrayCount(table) != count || VKL_HashHashCount(table) != 0) return false;
+    for (int i = 0; i < count; ++i) {
+      if (VKL_AsInt(VKL_HashGetInt64(table, i)) != i + offset) return false;
+    }
+    return true;
+  };
+  fill(t, 1000000, 0);
+  VKL_FreeObjectContent(L, &root);
+  for (const int count : {300000, 2000000, 1000000, 150000}) {
+    VKL_Table* table = VKL_NewHash(L, &other);
+    fill(table, count, count);
+    EXPECT_TRUE(holds(table, count, count)) << count;
+    EXPECT_EQ(VKL_HashGetInt64(table, count), nullptr);
+    VKL_FreeObjectContent(L, &other);
+  }
+  t = VKL_NewHash(L, &root);
+  ASSERT_NE(t, nullptr);
+}
+
 TEST_F(TableTest, DeletingLeavesHolesAndTrimsTheEnd) {
   for (int i = 0; i < 6; ++i) set(i, i * 10);
   set_field("x", 1);
