@@ -113,4 +113,9 @@ int answer_vector(VKL_State* L, TObject* result, int32_t code, TObject* out,
   return answer(L, result, code);
 }
 
+int answer_real(VKL_State* L, TObject* result, int32_t code, TObject* out, double value) {
+  if (code == kCodeOk) VKL_SetReal(L, out, value);
+  return answer(L, result, code);
+}
+
 }  // namespace vkl::methods

@@ -63,6 +63,26 @@ struct DenseMatrix {
   void swap(DenseMatrix& other) noexcept;
 };
 
+// A working array of n elements in kernel memory, uninitialised; null when out of memory.
+template <class T>
+class KernelArray {
+ public:
+  explicit KernelArray(int64_t n)
+      : data_(n > 0 ? static_cast<T*>(VKL_Malloc(static_cast<size_t>(n) * sizeof(T))) : nullptr),
+        ok_(n <= 0 || data_ != nullptr) {}
+  KernelArray(const KernelArray&) = delete;
+  KernelArray& operator=(const KernelArray&) = delete;
+  ~KernelArray() { VKL_Free(data_); }
+
+  bool ok() const { return ok_; }
+  T* get() const { return data_; }
+  T& operator[](int64_t i) const { return data_[i]; }
+
+ private:
+  T* data_;
+  bool ok_;
+};
+
 // 1 when argument i is present and a table or a fixed matrix (a reference followed).
 bool is_matrix_arg(TObject* args, int nargs, int i);
 // Argument i converted as a matrix / as a vector (n x 1); false when it is missing, of another
@@ -86,8 +106,11 @@ int answer(VKL_State* L, TObject* result, int32_t code);
 // (a failed write turns the code into kCodeFailed); then the code is the script result.
 int answer_matrix(VKL_State* L, TObject* result, int32_t code, TObject* out, const DenseMatrix& m);
 int answer_vector(VKL_State* L, TObject* result, int32_t code, TObject* out, const DenseMatrix& v);
+// As answer_matrix for a single real.
+int answer_real(VKL_State* L, TObject* result, int32_t code, TObject* out, double value);
 
-// Negligible: d + 1.0 == 1.0 in double arithmetic, the zero test of every solver here.
-inline bool negligible(double d) { return d + 1.0 == 1.0; }
+// Negligible: |d| + 1.0 == 1.0 in double arithmetic, the zero test of every solver here.
+// A negative value is tested by its magnitude.
+inline bool negligible(double d) { return __builtin_fabs(d) + 1.0 == 1.0; }
 
 }  // namespace vkl::methods

@@ -4,6 +4,7 @@
 
 #include "core/constants.h"
 #include "core/typetests.h"
+#include "methods/linear_systems.h"
 #include "methods/matrix_ops.h"
 #include "numeric/classify.h"
 #include "numeric/logpow.h"
@@ -37,7 +38,7 @@ constexpr auto kRows = join_rows(kTypeTestRows, kConstantRows, kModuleRows, kHan
                                  kFormatRows, text::kStringRows, text::kStringOwnRows,
                                  text::kFileNameRows, text::kNumberRows, kProcessRows,
                                  kElementwiseRows, kRuntimeRows, text::kDateCodedRows,
-                                 text::kDateOwnRows, kMatrixOpRows);
+                                 text::kDateOwnRows, kMatrixOpRows, kLinearSystemRows);
 
 constexpr auto entries_of(const decltype(kRows)& rows) {
   std::array<VKL_FunctionEntry, kRows.size()> entries{};
