@@ -3,6 +3,8 @@
 #include <cmath>
 #include <cstdint>
 
+#include "numeric/listed_numbers.h"
+
 namespace vkl::numeric {
 
 // Both operands are read as 64-bit tolerant integers; the quotient is truncated toward zero and
@@ -26,27 +28,14 @@ bool DivMod::scalar(VKL_State*, const TObject* a, const TObject* b, TObject* con
   return true;
 }
 
-// The coefficients are the table's array part in order. A free slot is skipped; the sum ends
-// at the first entry past the array part or whose value is not a number (a fixed matrix or
-// element counts, as the kernel reads it).
+// The coefficients run from the constant term upward (see for_each_listed_number).
 double Poly::value(double x, const TObject* coefficients) {
-  if (coefficients->tag != VKL_TTABLE) return 0;
-  const VKL_Table* t = vkl_table(coefficients);
-  const int64_t positions = VKL_HashRawCount(t);
   double sum = 0;
   int64_t power = 0;
-  for (int64_t pos = 0; pos < positions; ++pos) {
-    const TObject* key = nullptr;
-    const TObject* c = VKL_HashRawGetN(t, pos, &key);
-    if (!c) continue;
-    if (key->tag != VKL_TINT || vkl_int(key) != pos) break;
-    c = vkl_follow(c);
-    if (!vkl_is_number_tag(c->tag) && c->tag != VKL_TFIXEDMATRIX && c->tag != VKL_TFMELEMENT)
-      break;
-    const double term = VKL_AsDouble(c);
+  for_each_listed_number(coefficients, [&](double term) {
     sum += power == 0 ? term : term * std::pow(x, static_cast<double>(power));
     ++power;
-  }
+  });
   return sum;
 }
 

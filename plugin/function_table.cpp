@@ -4,6 +4,8 @@
 
 #include "core/constants.h"
 #include "core/typetests.h"
+#include "methods/finance.h"
+#include "methods/integration.h"
 #include "methods/linear_systems.h"
 #include "methods/matrix_ops.h"
 #include "numeric/classify.h"
@@ -32,13 +34,14 @@ namespace {
 constexpr auto kElementwiseRows = with_partial_result(join_rows(
     numeric::trig::kTrigRows, numeric::logpow::kLogPowRows, numeric::rounding::kRoundingRows,
     numeric::classify::kClassifyRows, numeric::two_argument::kTwoArgumentRows, kBitRows,
-    kConvertRows, kDivModPolyRows, kMd5Rows, kRandomRows));
+    kConvertRows, kDivModPolyRows, kMd5Rows, kRandomRows, kInternalRateOfReturnRows));
 
 constexpr auto kRows = join_rows(kTypeTestRows, kConstantRows, kModuleRows, kHandleRows,
                                  kFormatRows, text::kStringRows, text::kStringOwnRows,
                                  text::kFileNameRows, text::kNumberRows, kProcessRows,
                                  kElementwiseRows, kRuntimeRows, text::kDateCodedRows,
-                                 text::kDateOwnRows, kMatrixOpRows, kLinearSystemRows);
+                                 text::kDateOwnRows, kMatrixOpRows, kLinearSystemRows,
+                                 kFinanceRows, kIntegrationRows);
 
 constexpr auto entries_of(const decltype(kRows)& rows) {
   std::array<VKL_FunctionEntry, kRows.size()> entries{};

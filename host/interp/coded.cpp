@@ -51,6 +51,8 @@ bool kind_matches(int32_t code, const TObject* o) {
     case VKL_ARG_WSTRING:
     case VKL_ARG_ANY_STRING:
       return is_text(tag);
+    case VKL_ARG_NUMBERS:
+      return tag == VKL_TTABLE || VKL_DoubleCheck(vkl_follow(o)) != 0;
     default:
       return false;
   }

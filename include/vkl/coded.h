@@ -19,7 +19,8 @@ enum {
   VKL_ARG_COMMON_STR = 3,  /* compared in a common width: any kind passes, the routine
                               answers one that is no string */
   VKL_ARG_WSTRING = 4,     /* a string of either width, read wide (the routine converts) */
-  VKL_ARG_ANY_STRING = 5   /* a string of either width; the routine dispatches on it */
+  VKL_ARG_ANY_STRING = 5,  /* a string of either width; the routine dispatches on it */
+  VKL_ARG_NUMBERS = 6      /* a table the routine reads as a list of numbers, or a number */
 };
 
 /* An implementation routine: `args` holds the inputs, then the by-reference outputs; returns 1
