@@ -7,53 +7,85 @@
 namespace vkl::methods {
 namespace {
 
-// The row kernels run with AVX2 where the processor has it. The build keeps multiplications
-// and additions apart (no fused multiply-add), so every clone computes the same values as the
-// plain scalar loops.
-#define VKL_ROW_KERNEL __attribute__((target_clones("arch=haswell", "default")))
-
-// The helpers below take and give 32-byte vectors; they are inlined into the kernels, so no call
-// crosses between code built with and without AVX.
-#pragma GCC diagnostic ignored "-Wpsabi"
+// The row kernels are written once over a vector of doubles and built twice: with 32-byte
+// vectors for processors with AVX2, with 16-byte ones (SSE2) for the others. The build keeps
+// multiplications and additions apart (no fused multiply-add), so both compute the same values
+// as plain scalar loops.
+#pragma GCC diagnostic ignored "-Wpsabi"  // vectors pass only between inlined helpers
 using Doubles4 = double __attribute__((vector_size(32)));
-using Bits4 = long long __attribute__((vector_size(32)));
+using Doubles2 = double __attribute__((vector_size(16)));
 
-inline Doubles4 load4(const double* p) {
-  Doubles4 v;
+using Bits4 = long long __attribute__((vector_size(32)));
+using Bits2 = long long __attribute__((vector_size(16)));
+
+template <class V>
+constexpr int kLanes = sizeof(V) / sizeof(double);
+// The integer vector of the same lanes, for the sign bits.
+template <class V>
+struct BitsOf;
+template <>
+struct BitsOf<Doubles4> {
+  using type = Bits4;
+};
+template <>
+struct BitsOf<Doubles2> {
+  using type = Bits2;
+};
+
+template <class V>
+[[gnu::always_inline]] inline V load(const double* p) {
+  V v;
   std::memcpy(&v, p, sizeof v);
   return v;
 }
-inline void store4(double* p, Doubles4 v) { std::memcpy(p, &v, sizeof v); }
-inline Doubles4 abs4(Doubles4 v) {
-  constexpr long long kMagnitude = 0x7FFFFFFFFFFFFFFFLL;
-  const Bits4 mask = {kMagnitude, kMagnitude, kMagnitude, kMagnitude};
-  return reinterpret_cast<Doubles4>(reinterpret_cast<Bits4>(v) & mask);
+template <class V>
+[[gnu::always_inline]] inline void store(double* p, V v) {
+  std::memcpy(p, &v, sizeof v);
+}
+template <class V>
+[[gnu::always_inline]] inline V splat(double x) {
+  V v;
+  for (int i = 0; i < kLanes<V>; ++i) v[i] = x;
+  return v;
+}
+template <class V>
+[[gnu::always_inline]] inline V magnitude(V v) {
+  using Bits = typename BitsOf<V>::type;
+  Bits mask;
+  for (int i = 0; i < kLanes<V>; ++i) mask[i] = 0x7FFFFFFFFFFFFFFFLL;
+  return reinterpret_cast<V>(reinterpret_cast<Bits>(v) & mask);
 }
 // Lane-wise maximum that keeps m where v is NaN or not larger.
-inline Doubles4 max4(Doubles4 m, Doubles4 v) { return v > m ? v : m; }
-inline double max_lane(Doubles4 m) {
+template <class V>
+[[gnu::always_inline]] inline V larger(V m, V v) {
+  return v > m ? v : m;
+}
+template <class V>
+[[gnu::always_inline]] inline double largest_lane(V m) {
   double best = 0;
-  for (int i = 0; i < 4; ++i)
+  for (int i = 0; i < kLanes<V>; ++i)
     if (m[i] > best) best = m[i];
   return best;
 }
 
 // r[j] = r[j] - f * p[j] for j in [from, n); returns the largest |r[j]| after the update
 // (0 when none is larger than 0; a NaN never counts).
-VKL_ROW_KERNEL double eliminate_row(double* r, const double* p, double f, int64_t from,
-                                    int64_t n) {
-  const Doubles4 fv = {f, f, f, f};
-  Doubles4 m0 = {0, 0, 0, 0}, m1 = m0;
+template <class V>
+[[gnu::always_inline]] inline double update_row(double* r, const double* p, double f,
+                                                int64_t from, int64_t n) {
+  constexpr int w = kLanes<V>;
+  const V fv = splat<V>(f);
+  V m0 = splat<V>(0.0), m1 = m0;
   int64_t j = from;
-  for (; j + 8 <= n; j += 8) {
-    const Doubles4 x0 = load4(r + j) - fv * load4(p + j);
-    const Doubles4 x1 = load4(r + j + 4) - fv * load4(p + j + 4);
-    store4(r + j, x0);
-    store4(r + j + 4, x1);
-    m0 = max4(m0, abs4(x0));
-    m1 = max4(m1, abs4(x1));
+  for (; j + 2 * w <= n; j += 2 * w) {
+    const V x0 = load<V>(r + j) - fv * load<V>(p + j);
+    const V x1 = load<V>(r + j + w) - fv * load<V>(p + j + w);
+    store(r + j, x0);
+    store(r + j + w, x1);
+    m0 = larger(m0, magnitude(x0));
+    m1 = larger(m1, magnitude(x1));
   }
-  double best = max_lane(max4(m0, m1));
+  double best = largest_lane(larger(m0, m1));
   for (; j < n; ++j) {
     r[j] = r[j] - f * p[j];
     const double v = std::fabs(r[j]);
@@ -62,15 +94,17 @@ VKL_ROW_KERNEL double eliminate_row(double* r, const double* p, double f, int64_
   return best;
 }
 
-// The largest |r[j]| for j in [from, n), as eliminate_row without the update.
-VKL_ROW_KERNEL double row_abs_max(const double* r, int64_t from, int64_t n) {
-  Doubles4 m0 = {0, 0, 0, 0}, m1 = m0;
+// The largest |r[j]| for j in [from, n), as update_row without the update.
+template <class V>
+[[gnu::always_inline]] inline double row_max(const double* r, int64_t from, int64_t n) {
+  constexpr int w = kLanes<V>;
+  V m0 = splat<V>(0.0), m1 = m0;
   int64_t j = from;
-  for (; j + 8 <= n; j += 8) {
-    m0 = max4(m0, abs4(load4(r + j)));
-    m1 = max4(m1, abs4(load4(r + j + 4)));
+  for (; j + 2 * w <= n; j += 2 * w) {
+    m0 = larger(m0, magnitude(load<V>(r + j)));
+    m1 = larger(m1, magnitude(load<V>(r + j + w)));
   }
-  double best = max_lane(max4(m0, m1));
+  double best = largest_lane(larger(m0, m1));
   for (; j < n; ++j) {
     const double v = std::fabs(r[j]);
     if (v > best) best = v;
@@ -85,23 +119,93 @@ int64_t first_of(const double* r, int64_t from, int64_t n, double v) {
   return j;
 }
 
-// A pivot candidate: the largest |value| met so far and where, scanned row by row. A later
-// value replaces it only when strictly larger, so the first of equal maxima stays.
+// A pivot candidate: the largest |value| of a submatrix, in the first row holding it, at the
+// first column of that row holding it; as the row-by-row scan that keeps the first of equal
+// maxima finds it.
 struct Pivot {
   double value;
   int64_t i, j;
 
-  // Offers row i (columns from..n-1) whose largest |value| is `row_max`.
-  void offer(const double* r, int64_t i_, int64_t from, int64_t n, double row_max) {
-    if (row_max > value) *this = {row_max, i_, first_of(r, from, n, row_max)};
+  // Offers row i (columns from..n-1) whose largest |value| is `row_max`, rows offered in
+  // ascending order.
+  void offer(const double* r, int64_t i_, int64_t from, int64_t n, double largest) {
+    if (largest > value) *this = {largest, i_, first_of(r, from, n, largest)};
+  }
+  // The same with rows offered in descending order: an equal maximum in an earlier row wins.
+  void offer_descending(const double* r, int64_t i_, int64_t from, int64_t n, double largest) {
+    if (largest > value || (largest == value && largest > 0))
+      *this = {largest, i_, first_of(r, from, n, largest)};
   }
 };
 
-// The pivot of the submatrix of rows and columns k..n-1.
-Pivot find_pivot(double* const* row, int64_t k, int64_t n) {
-  Pivot p{0.0, k, k};
-  for (int64_t i = k; i < n; ++i) p.offer(row[i], i, k, n, row_abs_max(row[i], k, n));
+// Step k below the pivot row k: every row i in (k, n) exchanges its columns k and q, then
+// takes f = r[k] / divisor times the pivot row off its columns after k (and f * rhs[k] off
+// rhs[i] when rhs is given). Returns the pivot of the next step, found on the way.
+// `descending` walks the rows from the last: alternating directions between steps starts each
+// pass on the rows the previous one left in cache.
+template <class V>
+[[gnu::always_inline]] inline Pivot eliminate_below_with(double* const* row, int64_t k,
+                                                         int64_t q, int64_t n, double divisor,
+                                                         double* rhs, bool descending) {
+  const double* prow = row[k];
+  Pivot p{0.0, k + 1, k + 1};
+  const int64_t step = descending ? -1 : 1;
+  for (int64_t left = n - 1 - k, i = descending ? n - 1 : k + 1; left > 0; --left, i += step) {
+    double* r = row[i];
+    if (q != k) std::swap(r[k], r[q]);
+    const double f = r[k] / divisor;
+    const double largest = update_row<V>(r, prow, f, k + 1, n);
+    if (rhs) rhs[i] = rhs[i] - f * rhs[k];
+    if (descending) p.offer_descending(r, i, k + 1, n, largest);
+    else p.offer(r, i, k + 1, n, largest);
+  }
   return p;
+}
+
+// The pivot of the submatrix of rows and columns k..n-1.
+template <class V>
+[[gnu::always_inline]] inline Pivot find_pivot_with(double* const* row, int64_t k, int64_t n) {
+  Pivot p{0.0, k, k};
+  for (int64_t i = k; i < n; ++i) p.offer(row[i], i, k, n, row_max<V>(row[i], k, n));
+  return p;
+}
+
+// The kernels in their two builds, and the choice between them made once.
+#define VKL_AVX2 __attribute__((target("avx2")))
+VKL_AVX2 double eliminate_row_avx2(double* r, const double* p, double f, int64_t from,
+                                   int64_t n) {
+  return update_row<Doubles4>(r, p, f, from, n);
+}
+double eliminate_row_sse2(double* r, const double* p, double f, int64_t from, int64_t n) {
+  return update_row<Doubles2>(r, p, f, from, n);
+}
+VKL_AVX2 Pivot eliminate_below_avx2(double* const* row, int64_t k, int64_t q, int64_t n,
+                                    double divisor, double* rhs, bool descending) {
+  return eliminate_below_with<Doubles4>(row, k, q, n, divisor, rhs, descending);
+}
+Pivot eliminate_below_sse2(double* const* row, int64_t k, int64_t q, int64_t n, double divisor,
+                           double* rhs, bool descending) {
+  return eliminate_below_with<Doubles2>(row, k, q, n, divisor, rhs, descending);
+}
+VKL_AVX2 Pivot find_pivot_avx2(double* const* row, int64_t k, int64_t n) {
+  return find_pivot_with<Doubles4>(row, k, n);
+}
+Pivot find_pivot_sse2(double* const* row, int64_t k, int64_t n) {
+  return find_pivot_with<Doubles2>(row, k, n);
+}
+
+const bool kHasAvx2 = __builtin_cpu_supports("avx2");
+
+double eliminate_row(double* r, const double* p, double f, int64_t from, int64_t n) {
+  return kHasAvx2 ? eliminate_row_avx2(r, p, f, from, n) : eliminate_row_sse2(r, p, f, from, n);
+}
+Pivot eliminate_below(double* const* row, int64_t k, int64_t q, int64_t n, double divisor,
+                      double* rhs, bool descending) {
+  return kHasAvx2 ? eliminate_below_avx2(row, k, q, n, divisor, rhs, descending)
+                  : eliminate_below_sse2(row, k, q, n, divisor, rhs, descending);
+}
+Pivot find_pivot(double* const* row, int64_t k, int64_t n) {
+  return kHasAvx2 ? find_pivot_avx2(row, k, n) : find_pivot_sse2(row, k, n);
 }
 
 // Row pointers into a matrix, so that rows are exchanged by exchanging pointers.
@@ -131,11 +235,16 @@ bool gather_rows(DenseMatrix& a, double* const* row) {
 int32_t gauss_solve(DenseMatrix& a, DenseMatrix& b, DenseMatrix* x) {
   const int64_t n = a.rows;
   KernelArray<double*> row(n);
-  KernelArray<int64_t> pivot_col(n);
+  KernelArray<int64_t> pivot_col(n), position(n), column_at(n);
   DenseMatrix solution;
-  if (!point_rows(a, row) || !pivot_col.ok() || !solution.allocate(a.rows, 1)) return kCodeFailed;
+  if (!point_rows(a, row) || !pivot_col.ok() || !position.ok() || !column_at.ok() ||
+      !solution.allocate(a.rows, 1)) {
+    return kCodeFailed;
+  }
   double* rhs = b.data;
   // The pivot of each step is found while the previous step updates the rows it searches.
+  // The rows below exchange their columns as they are updated; a finished row keeps the
+  // column order of its own step, which back substitution reads through a position map.
   Pivot p = find_pivot(row.get(), 0, n);
   for (int64_t k = 0; k + 1 < n; ++k) {
     if (negligible(p.value)) return kCodeSingular;
@@ -143,28 +252,30 @@ int32_t gauss_solve(DenseMatrix& a, DenseMatrix& b, DenseMatrix* x) {
     pivot_col[k] = q;
     std::swap(row[k], row[p.i]);
     std::swap(rhs[k], rhs[p.i]);
-    // Rows below exchange their columns as they are updated.
-    swap_columns(row.get(), 0, k + 1, k, q);
     double* prow = row[k];
+    std::swap(prow[k], prow[q]);
     const double d = prow[k];
     for (int64_t j = k + 1; j < n; ++j) prow[j] = prow[j] / d;
     rhs[k] = rhs[k] / d;
-    p = {0.0, k + 1, k + 1};
-    for (int64_t i = k + 1; i < n; ++i) {
-      double* r = row[i];
-      if (q != k) std::swap(r[k], r[q]);
-      const double f = r[k];
-      p.offer(r, i, k + 1, n, eliminate_row(r, prow, f, k + 1, n));
-      rhs[i] = rhs[i] - f * rhs[k];
-    }
+    p = eliminate_below(row.get(), k, q, n, 1.0, rhs, k % 2 == 1);
   }
   const double last = row[n - 1][n - 1];
   if (negligible(last)) return kCodeSingular;
+  // Row i holds the final column j at position[j]: row n-2 and n-1 saw every exchange; going
+  // up, the exchange of step i+1 is undone in the map before row i is read.
+  for (int64_t j = 0; j < n; ++j) position[j] = column_at[j] = j;
   double* xs = solution.data;
   xs[n - 1] = rhs[n - 1] / last;
   for (int64_t i = n - 2; i >= 0; --i) {
+    if (i + 2 < n) {
+      const int64_t s = i + 1, t = pivot_col[i + 1];
+      std::swap(column_at[s], column_at[t]);
+      position[column_at[s]] = s;
+      position[column_at[t]] = t;
+    }
+    const double* r = row[i];
     double t = 0.0;
-    for (int64_t j = i + 1; j < n; ++j) t = t + row[i][j] * xs[j];
+    for (int64_t j = i + 1; j < n; ++j) t = t + r[position[j]] * xs[j];
     xs[i] = rhs[i] - t;
   }
   for (int64_t k = n - 2; k >= 0; --k) std::swap(xs[k], xs[pivot_col[k]]);
@@ -256,15 +367,8 @@ int32_t gauss_jordan_determinant(DenseMatrix& a, double* det) {
       sign = -sign;
       std::swap(row[k][k], row[k][q]);
     }
-    const double* prow = row[k];
-    const double d = prow[k];
-    product = product * d;
-    p = {0.0, k + 1, k + 1};
-    for (int64_t i = k + 1; i < n; ++i) {
-      double* r = row[i];
-      if (q != k) std::swap(r[k], r[q]);
-      p.offer(r, i, k + 1, n, eliminate_row(r, prow, r[k] / d, k + 1, n));
-    }
+    product = product * row[k][k];
+    p = eliminate_below(row.get(), k, q, n, row[k][k], nullptr, k % 2 == 1);
   }
   *det = sign * product * row[n - 1][n - 1];
   return kCodeOk;

@@ -5,7 +5,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 packages=(cmake ninja-build g++ pkg-config libicu-dev libssl-dev libeigen3-dev libboost-dev
-          libedit-dev libgtest-dev libgmock-dev libbenchmark-dev)
+          libedit-dev libgtest-dev libgmock-dev libbenchmark-dev libopenblas-dev)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
