@@ -8,6 +8,7 @@
 #include "methods/integration.h"
 #include "methods/linear_systems.h"
 #include "methods/matrix_ops.h"
+#include "methods/options.h"
 #include "numeric/classify.h"
 #include "numeric/logpow.h"
 #include "numeric/rounding.h"
@@ -41,7 +42,7 @@ constexpr auto kRows = join_rows(kTypeTestRows, kConstantRows, kModuleRows, kHan
                                  text::kFileNameRows, text::kNumberRows, kProcessRows,
                                  kElementwiseRows, kRuntimeRows, text::kDateCodedRows,
                                  text::kDateOwnRows, kMatrixOpRows, kLinearSystemRows,
-                                 kFinanceRows, kIntegrationRows);
+                                 kFinanceRows, kIntegrationRows, kOptionRows);
 
 constexpr auto entries_of(const decltype(kRows)& rows) {
   std::array<VKL_FunctionEntry, kRows.size()> entries{};
