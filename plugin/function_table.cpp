@@ -4,6 +4,7 @@
 
 #include "core/constants.h"
 #include "core/typetests.h"
+#include "methods/dense_algebra.h"
 #include "methods/finance.h"
 #include "methods/integration.h"
 #include "methods/linear_systems.h"
@@ -42,7 +43,7 @@ constexpr auto kRows = join_rows(kTypeTestRows, kConstantRows, kModuleRows, kHan
                                  text::kFileNameRows, text::kNumberRows, kProcessRows,
                                  kElementwiseRows, kRuntimeRows, text::kDateCodedRows,
                                  text::kDateOwnRows, kMatrixOpRows, kLinearSystemRows,
-                                 kFinanceRows, kIntegrationRows, kOptionRows);
+                                 kFinanceRows, kIntegrationRows, kDenseAlgebraRows, kOptionRows);
 
 constexpr auto entries_of(const decltype(kRows)& rows) {
   std::array<VKL_FunctionEntry, kRows.size()> entries{};

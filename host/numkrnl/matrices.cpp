@@ -105,16 +105,16 @@ int general_eigen(const ConstRowMap& a, double* wr, double* wi, double* vr, doub
 // entry as the next pivot. A pivot at rounding level relative to a counts as zero, so that a
 // semidefinite matrix factors with zeros in d; its column must then be negligible too,
 // otherwise the matrix needs a 2x2 pivot and the factorization breaks down (false).
-bool pivoted_ldl(const ConstRowMap& a, MatrixXd& l, Eigen::VectorXd& d, std::vector<int32_t>& order) {
+bool pivoted_ldl(const ConstRowMap& a, MatrixXd& l, Eigen::VectorXd& d,
+                 std::vector<int32_t>& order) {
   const Index n = a.rows();
   MatrixXd rest = a;
   l = MatrixXd::Identity(n, n);
   d = Eigen::VectorXd::Zero(n);
   order.resize(static_cast<size_t>(n));
   std::iota(order.begin(), order.end(), 0);
-  const double negligible =
-      16.0 * static_cast<double>(std::max<Index>(n, 4)) * std::numeric_limits<double>::epsilon() *
-      a.cwiseAbs().maxCoeff();
+  const double negligible = 16.0 * static_cast<double>(std::max<Index>(n, 4)) *
+                            std::numeric_limits<double>::epsilon() * a.cwiseAbs().maxCoeff();
   for (Index k = 0; k < n; ++k) {
     Index p = 0;
     rest.diagonal().tail(n - k).cwiseAbs().maxCoeff(&p);
@@ -148,8 +148,8 @@ VKL_API int mt_mul_vk(const double* a, int32_t a_rows, int32_t a_cols, const dou
   if (a_rows < 0 || a_cols < 0 || b_rows < 0 || b_cols < 0) return VKN_BAD_INPUT;
   if (a_cols != b_rows || a_rows == 0 || a_cols == 0 || b_cols == 0) return VKN_SHAPE_MISMATCH;
   if (!a || !b || !c) return VKN_BAD_INPUT;
-  cblas_dgemm(CblasRowMajor, CblasNoTrans, CblasNoTrans, a_rows, b_cols, a_cols, 1.0, a, a_cols,
-              b, b_cols, 0.0, c, b_cols);
+  cblas_dgemm(CblasRowMajor, CblasNoTrans, CblasNoTrans, a_rows, b_cols, a_cols, 1.0, a, a_cols, b,
+              b_cols, 0.0, c, b_cols);
   return VKN_OK;
 }
 
@@ -167,7 +167,7 @@ VKL_API int qr_vk(const double* a, int32_t m, int32_t n, int32_t economy, double
     // round keeps the product and makes the factors unique for a full-rank a.
     for (Index j = 0; j < k; ++j) {
       if (r_out(j, j) < 0) {
-        r_out.row(j) *= -1;
+        r_out.row(j).tail(n - j) *= -1;  // the zeros left of the diagonal stay +0
         q_out.col(j) *= -1;
       }
     }

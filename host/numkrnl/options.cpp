@@ -23,8 +23,12 @@ struct Contract {
   double discounted_strike() const { return strike * std::exp(-rate * years); }
 };
 
-double normal_cdf(double x) { return 0.5 * std::erfc(-x / std::sqrt(2.0)); }
-double normal_pdf(double x) { return std::exp(-0.5 * x * x) / std::sqrt(2.0 * M_PI); }
+double normal_cdf(double x) {
+  return 0.5 * std::erfc(-x / std::sqrt(2.0));
+}
+double normal_pdf(double x) {
+  return std::exp(-0.5 * x * x) / std::sqrt(2.0 * M_PI);
+}
 
 // d1 and d2 of the formula. Without any spread (no time or no volatility) both are the limit
 // for a vanishing spread: +-infinity by the sign of the forward moneyness, 0 at the money.
@@ -32,8 +36,7 @@ struct Spread {
   double d1, d2;
   Spread(const Contract& c, double volatility) {
     const double deviation = volatility * std::sqrt(c.years);
-    const double moneyness =
-        std::log(c.spot / c.strike) + (c.rate - c.dividend_yield) * c.years;
+    const double moneyness = std::log(c.spot / c.strike) + (c.rate - c.dividend_yield) * c.years;
     if (deviation > 0) {
       d1 = moneyness / deviation + deviation / 2;
       d2 = d1 - deviation;
@@ -139,15 +142,14 @@ VKL_API int OptionBlackScholesDELTA(int32_t call, double spot, double strike, do
 VKL_API int OptionBlackScholesRI(int32_t call, double spot, double strike, double rate,
                                  double years, double volatility, double dividend_yield,
                                  double* rho) {
-  return evaluate<rho_of>({call != 0, spot, strike, rate, years, dividend_yield}, volatility,
-                          rho);
+  return evaluate<rho_of>({call != 0, spot, strike, rate, years, dividend_yield}, volatility, rho);
 }
 
 VKL_API int OptionImpliedVolatility(int32_t call, double spot, double strike, double rate,
                                     double years, double price, double dividend_yield,
                                     double* volatility) {
-  return implied_volatility({call != 0, spot, strike, rate, years, dividend_yield}, price, 0.0,
-                            1.0, true, volatility);
+  return implied_volatility({call != 0, spot, strike, rate, years, dividend_yield}, price, 0.0, 1.0,
+                            true, volatility);
 }
 
 VKL_API int OptionImpliedVolatilityLU(int32_t call, double spot, double strike, double rate,

@@ -4,13 +4,13 @@
 
 #include <vkl/numkrnl.h>
 
+#include <algorithm>
 #include <cmath>
 #include <complex>
-#include <algorithm>
 #include <limits>
+#include <random>
 #include <tuple>
 #include <utility>
-#include <random>
 #include <vector>
 
 namespace {
@@ -19,7 +19,8 @@ struct Dense {
   int32_t rows = 0, cols = 0;
   std::vector<double> v;
   Dense(int32_t r, int32_t c, double fill = 0) : rows(r), cols(c), v(size_t(r) * c, fill) {}
-  Dense(int32_t r, int32_t c, std::vector<double> values) : rows(r), cols(c), v(std::move(values)) {}
+  Dense(int32_t r, int32_t c, std::vector<double> values)
+      : rows(r), cols(c), v(std::move(values)) {}
   double& operator()(int32_t i, int32_t j) { return v[size_t(i) * cols + j]; }
   double operator()(int32_t i, int32_t j) const { return v[size_t(i) * cols + j]; }
   double* data() { return v.data(); }
@@ -55,12 +56,15 @@ Dense diagonal(int32_t rows, int32_t cols, const std::vector<double>& d) {
   return m;
 }
 
-Dense identity(int32_t n) { return diagonal(n, n, std::vector<double>(size_t(n), 1.0)); }
+Dense identity(int32_t n) {
+  return diagonal(n, n, std::vector<double>(size_t(n), 1.0));
+}
 
 void expect_near(const Dense& actual, const Dense& expected, double tolerance = 1e-12) {
   ASSERT_EQ(actual.rows, expected.rows);
   ASSERT_EQ(actual.cols, expected.cols);
-  for (size_t i = 0; i < actual.v.size(); ++i) EXPECT_NEAR(actual.v[i], expected.v[i], tolerance) << i;
+  for (size_t i = 0; i < actual.v.size(); ++i)
+    EXPECT_NEAR(actual.v[i], expected.v[i], tolerance) << i;
 }
 
 // A symmetric positive definite n x n matrix: B * B^T + n * I.
@@ -116,7 +120,8 @@ TEST(Svd, FactorsRebuildTheMatrixWithSortedValues) {
     const Dense a = random_matrix(m, n, unsigned(m + n));
     Dense u(m, m), v(n, n);
     std::vector<double> s(size_t(std::min(m, n)));
-    ASSERT_EQ(svd_vk(a.data(), m, n, 2.2204e-16, 1e-16, 1, 1, u.data(), s.data(), v.data()), VKN_OK);
+    ASSERT_EQ(svd_vk(a.data(), m, n, 2.2204e-16, 1e-16, 1, 1, u.data(), s.data(), v.data()),
+              VKN_OK);
     for (size_t i = 1; i < s.size(); ++i) EXPECT_GE(s[i - 1], s[i]);
     expect_near(product(product(u, diagonal(m, n, s)), transposed(v)), a, 1e-11);
     expect_near(product(transposed(u), u), identity(m), 1e-12);

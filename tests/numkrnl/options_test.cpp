@@ -12,16 +12,16 @@ struct Case {
   double spot, strike, rate, years, volatility, yield;
 };
 constexpr Case kCases[] = {
-    {100, 100, 0.05, 1, 0.2, 0},      {100, 80, 0.03, 0.5, 0.35, 0.02},
-    {42, 60, -0.01, 2, 0.15, 0.04},   {100, 130, 0.08, 0.1, 0.6, 0},
+    {100, 100, 0.05, 1, 0.2, 0},       {100, 80, 0.03, 0.5, 0.35, 0.02},
+    {42, 60, -0.01, 2, 0.15, 0.04},    {100, 130, 0.08, 0.1, 0.6, 0},
     {1500, 1000, 0.02, 5, 0.25, 0.01},
 };
 
 double price(int call, const Case& c, double volatility) {
   double out = NAN;
-  EXPECT_EQ(OptionBlackScholesPrice(call, c.spot, c.strike, c.rate, c.years, volatility, c.yield,
-                                    &out),
-            VKN_OK);
+  EXPECT_EQ(
+      OptionBlackScholesPrice(call, c.spot, c.strike, c.rate, c.years, volatility, c.yield, &out),
+      VKN_OK);
   return out;
 }
 
@@ -29,7 +29,8 @@ TEST(Options, KnownValueAndPutCallParity) {
   // The textbook at-the-money call: S = K = 100, r = 5%, one year, 20% volatility.
   EXPECT_NEAR(price(1, kCases[0], 0.2), 10.450583572185565, 1e-12);
   for (const Case& c : kCases) {
-    const double parity = c.spot * std::exp(-c.yield * c.years) - c.strike * std::exp(-c.rate * c.years);
+    const double parity =
+        c.spot * std::exp(-c.yield * c.years) - c.strike * std::exp(-c.rate * c.years);
     EXPECT_NEAR(price(1, c, c.volatility) - price(0, c, c.volatility), parity, 1e-10 * c.spot);
   }
 }
@@ -41,15 +42,19 @@ TEST(Options, DeltaAndRhoAreTheSlopesOfThePrice) {
       ASSERT_EQ(OptionBlackScholesDELTA(call, c.spot, c.strike, c.rate, c.years, c.volatility,
                                         c.yield, &delta),
                 VKN_OK);
-      ASSERT_EQ(OptionBlackScholesRI(call, c.spot, c.strike, c.rate, c.years, c.volatility,
-                                     c.yield, &rho),
+      ASSERT_EQ(OptionBlackScholesRI(call, c.spot, c.strike, c.rate, c.years, c.volatility, c.yield,
+                                     &rho),
                 VKN_OK);
       const double h = 1e-4 * c.spot, dr = 1e-6;
-      OptionBlackScholesPrice(call, c.spot + h, c.strike, c.rate, c.years, c.volatility, c.yield, &up);
-      OptionBlackScholesPrice(call, c.spot - h, c.strike, c.rate, c.years, c.volatility, c.yield, &down);
+      OptionBlackScholesPrice(call, c.spot + h, c.strike, c.rate, c.years, c.volatility, c.yield,
+                              &up);
+      OptionBlackScholesPrice(call, c.spot - h, c.strike, c.rate, c.years, c.volatility, c.yield,
+                              &down);
       EXPECT_NEAR(delta, (up - down) / (2 * h), 1e-6);
-      OptionBlackScholesPrice(call, c.spot, c.strike, c.rate + dr, c.years, c.volatility, c.yield, &up);
-      OptionBlackScholesPrice(call, c.spot, c.strike, c.rate - dr, c.years, c.volatility, c.yield, &down);
+      OptionBlackScholesPrice(call, c.spot, c.strike, c.rate + dr, c.years, c.volatility, c.yield,
+                              &up);
+      OptionBlackScholesPrice(call, c.spot, c.strike, c.rate - dr, c.years, c.volatility, c.yield,
+                              &down);
       EXPECT_NEAR(rho, (up - down) / (2 * dr), 1e-5 * c.strike);
     }
   }
@@ -90,8 +95,8 @@ TEST(Options, ImpliedVolatilityRoundTrip) {
       for (double volatility : {0.05, c.volatility, 1.5}) {
         const double target = price(call, c, volatility);
         double found = NAN;
-        ASSERT_EQ(OptionImpliedVolatility(call, c.spot, c.strike, c.rate, c.years, target,
-                                          c.yield, &found),
+        ASSERT_EQ(OptionImpliedVolatility(call, c.spot, c.strike, c.rate, c.years, target, c.yield,
+                                          &found),
                   VKN_OK);
         EXPECT_NEAR(price(call, c, found), target, 1e-9 * c.spot);
         // Where the time value is lost in rounding, any small volatility gives the price.
