@@ -21,6 +21,10 @@ Extension g_extensions[] = {
 
 }  // namespace
 
+const char* extension_file(ExtensionModule module) {
+  return g_extensions[static_cast<int>(module)].file;
+}
+
 VKL_CallValueAny extension_evaluator(ExtensionModule module) {
   Extension& ext = g_extensions[static_cast<int>(module)];
   if (ext.evaluator) return ext.evaluator;

@@ -13,4 +13,7 @@ enum class ExtensionModule { CoreAux2, CalAux, TextAux, NumAux };
 // not loaded or lacks the export (the next call then looks again).
 VKL_CallValueAny extension_evaluator(ExtensionModule module);
 
+// The module's file name ("NumAux.so", ...).
+const char* extension_file(ExtensionModule module);
+
 }  // namespace vkl::plugin

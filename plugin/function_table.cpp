@@ -10,6 +10,8 @@
 #include "methods/linear_systems.h"
 #include "methods/matrix_ops.h"
 #include "methods/options.h"
+#include "methods/numeric_errors.h"
+#include "methods/special_functions.h"
 #include "numeric/classify.h"
 #include "numeric/logpow.h"
 #include "numeric/rounding.h"
@@ -43,7 +45,8 @@ constexpr auto kRows = join_rows(kTypeTestRows, kConstantRows, kModuleRows, kHan
                                  text::kFileNameRows, text::kNumberRows, kProcessRows,
                                  kElementwiseRows, kRuntimeRows, text::kDateCodedRows,
                                  text::kDateOwnRows, kMatrixOpRows, kLinearSystemRows,
-                                 kFinanceRows, kIntegrationRows, kDenseAlgebraRows, kOptionRows);
+                                 kFinanceRows, kIntegrationRows, kDenseAlgebraRows, kOptionRows,
+                                 methods::kSpecialFunctionRows, methods::kNumericErrorRows);
 
 constexpr auto entries_of(const decltype(kRows)& rows) {
   std::array<VKL_FunctionEntry, kRows.size()> entries{};

@@ -47,6 +47,8 @@ void* find_loaded_module(const char* file) {
   return dlopen(file, RTLD_NOW | RTLD_NOLOAD);
 }
 
+void* executable_module() { return dlopen(nullptr, RTLD_NOW); }
+
 void* module_symbol(void* module, const char* name) {
   return module ? dlsym(module, name) : nullptr;
 }

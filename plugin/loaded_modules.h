@@ -15,6 +15,10 @@ void* load_module(const char* file);
 // The module of that file name when it is already in the process, else null.
 void* find_loaded_module(const char* file);
 
+// The running executable as a module. Its look-ups search the process's global symbols: the
+// executable's own exports first, then those of modules loaded as global.
+void* executable_module();
+
 // An export of a module, or null.
 void* module_symbol(void* module, const char* name);
 
