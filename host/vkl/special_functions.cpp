@@ -31,6 +31,7 @@ namespace {
 namespace bm = boost::math;
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+constexpr MathPolicy kPolicy{};
 
 // Bessel functions of integer order n; a negative order by reflection, J_-n = (-1)^n J_n and
 // Y_-n = (-1)^n Y_n (Boost's own handling of negative orders assumes n >= 0 in places).
@@ -61,14 +62,14 @@ double at_real_order(double order, double x, Bessel bessel) {
 struct BesselJ {
   template <class Order>
   double operator()(Order v, double x) const {
-    return boost::math::cyl_bessel_j(v, x, MathPolicy());
+    return bm::cyl_bessel_j(v, x, kPolicy);
   }
 };
 
 struct BesselY {
   template <class Order>
   double operator()(Order v, double x) const {
-    return boost::math::cyl_neumann(v, x, MathPolicy());
+    return bm::cyl_neumann(v, x, kPolicy);
   }
 };
 
@@ -102,8 +103,6 @@ struct Evaluation {
   int arity;
   double (*evaluate)(const double* a);
 };
-
-constexpr MathPolicy kPolicy{};
 
 // Indexed by function number; the argument order is the script call's.
 constexpr Evaluation kEvaluations[] = {
