@@ -11,7 +11,7 @@
 #include "methods/matrix_ops.h"
 #include "methods/options.h"
 #include "methods/numeric_errors.h"
-#include "methods/special_functions.h"
+#include "methods/math_shims.h"
 #include "numeric/classify.h"
 #include "numeric/logpow.h"
 #include "numeric/rounding.h"

@@ -23,7 +23,7 @@
 #include <limits>
 
 #include "host/vkl/math_policy.h"
-#include "host/vkl/special_integrals.h"
+#include "host/vkl/trig_exp_integrals.h"
 
 namespace vkl::host {
 namespace {

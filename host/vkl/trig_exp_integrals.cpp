@@ -3,7 +3,7 @@
 // few units in the last place (away from the zeros of Ci, where only the absolute error is
 // that small). The inverse exponential integral refines a start from the function's two
 // asymptotic forms with Halley steps on Ei.
-#include "host/vkl/special_integrals.h"
+#include "host/vkl/trig_exp_integrals.h"
 
 #include "host/vkl/math_policy.h"
 

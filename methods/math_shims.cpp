@@ -1,4 +1,4 @@
-#include "methods/special_functions.h"
+#include "methods/math_shims.h"
 
 #include "plugin/extension.h"
 #include "plugin/loaded_modules.h"

@@ -5,7 +5,7 @@
 
 #include <cstdlib>
 
-#include "methods/special_functions.h"
+#include "methods/math_shims.h"
 #include "tests/core/core_fixture.h"
 
 namespace {
